@@ -1,0 +1,21 @@
+// The output path: every byte a template produces leaves through EmitBytes,
+// byte-wise to putProc or gathered for writeProc in the handle's buffer.
+#pragma once
+
+#include <cstdint>
+
+#include "core/handle.h"
+
+namespace konib {
+
+// Sends `length` bytes. Returns 1, or 0 if the handle has failed or the
+// device refused them (then `failure` is 1 and the rest is dropped).
+int EmitBytes(NibHandle* h, const char* data, std::int32_t length);
+
+inline int EmitByte(NibHandle* h, char byte) { return EmitBytes(h, &byte, 1); }
+
+// Hands the waiting bytes to writeProc. Returns 1, or 0 if it refused them.
+// Callers test `failure` first.
+int FlushOutput(NibHandle* h);
+
+}  // namespace konib

@@ -1,0 +1,48 @@
+// Cutting strokes and arcs to the clip rectangle.
+//
+// Both clippers work by one idea: collect every candidate cut point along
+// the path, sort them along the path, and keep as visible the interval
+// whose midpoint lies inside the rectangle. They are pure functions in
+// device coordinates; angles are in radians.
+#pragma once
+
+#include "KoNib.h"
+
+namespace konib {
+
+// A straight piece: start and displacement, in device coordinates.
+struct Stroke {
+  double x;
+  double y;
+  double dx;
+  double dy;
+};
+
+// The tolerance of all clipping: a point this close outside an edge is in.
+constexpr double kClipTolerance = 2.220446049250313e-12;
+
+// The most visible arcs ClipArc can give: a circle meets the four edges in
+// at most eight points, and the arc's own two ends make ten angles and nine
+// intervals. Rounding at a corner or a tangent cannot make more.
+constexpr int kMaxArcPieces = 9;
+
+// The visible part of `stroke` within `rect` (x, y, width, height; either
+// extent may be negative), in the stroke's own direction. A stroke wholly
+// inside comes back bit for bit. Returns 1, or 0 when nothing is visible.
+int ClipLine(const Stroke& stroke, const double rect[4], Stroke* result);
+
+// The visible arcs of a circle (`angles` null) or of an arc (start and
+// sweep, the sweep not negative) within `rect`. Returns -1 when the whole
+// circle is visible (`result` untouched), 0 when nothing is, or the number
+// of arcs written to `result` (kMaxArcPieces pairs) as start and sweep,
+// rising from the arc's start, or from the lowest crossing of a circle.
+int ClipArc(_NibWorld2* result, const double rect[4], const _NibWorld2& centre, const _NibWorld2* angles,
+            double radius);
+
+// True when `angle`, taken modulo a full turn, lies on the arc.
+bool AngleOnArc(double angle, double start, double sweep);
+
+// True when the bounding box of the arc lies within `rect`.
+bool ArcInsideRect(const double rect[4], const _NibWorld2& angles, const _NibWorld2& centre, double radius);
+
+}  // namespace konib

@@ -1,0 +1,32 @@
+// Lines, dots, arcs and circles: from the caller's call to the primitives.
+//
+// The order is fixed: the pen is selected first, then the ends are mapped
+// to device coordinates, the dash pattern is laid along the device path,
+// each dash is offset for each stroke of the pen, and only then is each
+// stroke clipped, so that clipping never moves a dash. The device style is
+// selected only for a stroke that survives the clip.
+#pragma once
+
+#include "core/handle.h"
+#include "geometry/clip.h"
+
+namespace konib {
+
+// One stroke, clipped, in device style `style`; `reversed` draws it from its
+// end to its start. Returns 1 while the handle works.
+int DrawStroke(NibHandle* h, const Stroke& stroke, int style, bool reversed);
+
+// All strokes of the current pen along `stroke`, centred on it, to and fro.
+int DrawPenStrokes(NibHandle* h, const Stroke& stroke, int style);
+
+// The device's own circle (`angles` null) or arc, cut into arcs by the clip
+// rectangle, for every stroke of the pen.
+int DrawDeviceArc(NibHandle* h, const _NibWorld2& centre, const _NibWorld2* angles, int style, double radius);
+
+// A circle or arc as chords, dashed by `style`, for every stroke of the pen.
+int DrawStyledArc(NibHandle* h, const _NibWorld2* angles, const _NibWorld2& centre, int style, double radius);
+
+// One solid arc as a chain of chords of 0.2 plot units.
+int DrawChordArc(NibHandle* h, const _NibWorld2& angles, const _NibWorld2& centre, double radius);
+
+}  // namespace konib

@@ -1,0 +1,396 @@
+/*
+ * KoNib: drives pen plotters and digitizers of many models for a drawing
+ * application that knows no device language.
+ *
+ * A model is data: named value texts whose Command. and Digitize. values are
+ * templates. The application opens a handle, takes in a model, binds output
+ * callbacks and calls drawing operations in world coordinates; the library
+ * turns them into device bytes and hands those to the callbacks.
+ *
+ * Conventions of every operation in this header:
+ *   - An operation that takes a handle returns 1 for success and 0 for
+ *     failure. A null handle, or a handle that has failed before, makes it do
+ *     nothing and return 0. A failure (a device callback that refused, or
+ *     memory that ran out) is final for the handle: free it and take a new one.
+ *   - Nothing is ever printed, logged or thrown across this interface.
+ *   - All text is CP932. No output byte and no number read from a model
+ *     depends on the C locale of the process.
+ *   - The library keeps no state shared between handles: two threads may
+ *     work at once on two different handles. One handle belongs to one
+ *     thread at a time.
+ *
+ * This header is valid C99 and C++17.
+ */
+#ifndef KONIB_H
+#define KONIB_H
+
+#include <stdint.h>
+
+#if defined(_WIN32)
+#  if defined(KONIB_BUILDING)
+#    define KONIB_API __declspec(dllexport)
+#  else
+#    define KONIB_API __declspec(dllimport)
+#  endif
+#elif defined(__GNUC__) || defined(__clang__)
+#  define KONIB_API __attribute__((visibility("default")))
+#else
+#  define KONIB_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ------------------------------------------------------------------------ */
+/* Records                                                                   */
+
+/* A point or a vector in world or device coordinates; also an angle pair:
+ * start and sweep in radians, 0 along +x, positive towards +y. */
+typedef struct _NibWorld2 { double x; double y; } _NibWorld2;
+
+/* Origin and extent of a rectangle; for a line, its start and displacement. */
+typedef struct _NibWorld4 { _NibWorld2 org; _NibWorld2 ext; } _NibWorld4;
+
+/* Device callbacks. Each returns non-zero for success and 0 for failure; a
+ * failure ends the handle. Each gets `cookie` as its first argument. */
+typedef struct _NibDeviceProc {
+    uint16_t dataCode;   /* device data code, 0 to 3, handed on to extensions */
+    void* cookie;
+    /* one output byte; `byte` is valid only during the call */
+    int (*put)(void* cookie, const char* byte);
+    /* a block of 1 to 16384 output bytes, valid only during the call */
+    int (*write)(void* cookie, const char* data, uint32_t length);
+    /* one input byte, to be stored at `byte` */
+    int (*read)(void* cookie, char* byte);
+    /* a value passed on from an extension through _spfunc_readcheck */
+    int (*readCheck)(void* cookie, uint32_t value);
+} _NibDeviceProc;
+
+/* The record an extension function receives as its first argument. The
+ * library clears and fills it anew for each call; a function must not keep a
+ * pointer to it. On a 32-bit build it is 200 bytes long and its fields stand
+ * at the offsets shown. */
+typedef struct NibSpfuncCall {
+    void* privateArea;          /*   0: 1024 bytes of the module, per handle */
+    const char* arguments;      /*   4: expanded arguments, NUL-terminated, or NULL */
+    uint32_t argumentsLength;   /*   8: their length with the terminator, or 0 */
+    uint32_t reserved0;         /*  12 */
+    double paperX;              /*  16 */
+    double paperY;              /*  24 */
+    double sizeX;               /*  32 */
+    double sizeY;               /*  40 */
+    double step;                /*  48 */
+    int32_t decimals;           /*  56 */
+    uint32_t reserved1;         /*  60 */
+    double stylePitch[10];      /*  64 */
+    uint32_t stateFlags;        /* 144 */
+    uint32_t reserved2;         /* 148 */
+    double devicePosX;          /* 152 */
+    double devicePosY;          /* 160 */
+    int32_t deviceStyle;        /* 168 */
+    int32_t devicePen;          /* 172 */
+    uint16_t dataCode;          /* 176 */
+    uint16_t reserved3;         /* 178 */
+    int (*write)(struct NibSpfuncCall* call, const char* data, uint32_t length); /* 180 */
+    int (*read)(struct NibSpfuncCall* call, char* byte);                         /* 184 */
+    int (*readCheck)(struct NibSpfuncCall* call, uint32_t value);                /* 188 */
+    void* handle;               /* 192: opaque; for the three entries above */
+    uint32_t reserved4;         /* 196 */
+} NibSpfuncCall;
+
+/* One configuration item for NibSetPlotter. */
+typedef struct _NibRegInfo {
+    int32_t id;        /* key number, a NibKeyId */
+    int32_t index;     /* entry number; read only for the list keys */
+    const char* text;  /* value text; NULL makes the item count for nothing */
+} _NibRegInfo;
+
+/* One named value of a model. A list is one block: the records follow one
+ * another with no alignment, `data` right behind `type` (at offset 272 on
+ * 32-bit Windows), and `next` is null in the last record. */
+#pragma pack(push, 1)
+typedef struct _NibREG_DATA {
+    struct _NibREG_DATA* next;
+    char name[260];        /* value name, NUL-terminated */
+    uint32_t length;       /* bytes in data, the terminator included */
+    uint32_t type;         /* 1 (REG_SZ) for every value text */
+    unsigned char data[1]; /* the value text */
+} _NibREG_DATA;
+#pragma pack(pop)
+
+/* A pen: the number the device knows, how many parallel strokes it draws
+ * (below 1: nothing) and their distance in plot units. */
+typedef struct _NibPen { int32_t number; int32_t strokes; double strokeSpacing; } _NibPen;
+
+/* Placement and size factors of text of one character class. */
+typedef struct _NibFontAdjust { double xOffset; double yOffset; double width; double height; } _NibFontAdjust;
+
+/* The settings of a job that a user can choose; see NibSetPlotterInfo. */
+typedef struct _NibInfo {
+    double step;                 /* plot units per device step */
+    _NibWorld2 origin;           /* device origin */
+    _NibWorld2 scale;            /* x and y scale, plain ratios */
+    _NibFontAdjust fontAdjust[5];
+    _NibPen pens[17];            /* by pen index */
+    double stylePitch[10];       /* pitch of styles 0 to 9, plot units */
+    int32_t paperIndex;          /* chosen paper entry; -1: the model's default */
+    int32_t binIndex;            /* chosen bin entry; -1: the model's default */
+    int32_t orientation;         /* chosen orientation; -1: none */
+    int32_t extension[5];        /* chosen item of extensions 0 to 4; -1: default */
+    int32_t ankFont;
+    int32_t kanjiFont;
+    int32_t kanjiFlag;
+    int32_t nextPageMode;        /* 0 never, 1 between pages, 2 also after the job */
+    int32_t nextPenMode;         /* 0 no Command.NextPen; 1 pens judged by index */
+} _NibInfo;
+
+/* Results of the set-up queries; each is one block, freed with its
+ * NibFree... operation. */
+typedef struct _NibPAPER_INFO { int32_t index; int32_t width; int32_t height; char name[64]; } _NibPAPER_INFO;
+typedef struct _NibBIN_INFO { int32_t index; char name[24]; } _NibBIN_INFO;
+typedef struct _NibSTEPSIZE_INFO { int32_t current; int32_t count; const char* items[1]; } _NibSTEPSIZE_INFO;
+typedef struct _NibEXTENSION_INFO { int32_t selected; const char* title; int32_t count; const char* items[1]; } _NibEXTENSION_INFO;
+
+/* Key numbers of a model's values, for _NibRegInfo.id. */
+typedef enum NibKeyId {
+    NibKeyPenLayout = 0, NibKeyStylePitch = 1, NibKeyOrigin = 2, NibKeyScale = 3,
+    NibKeyPaper = 5, NibKeyPaperEntry = 6, NibKeyPaperSize = 7, NibKeyBin = 8,
+    NibKeyBinEntry = 9, NibKeyOrientation = 10, NibKeyStep = 11, NibKeyDecimal = 12,
+    NibKeyAnk = 13, NibKeyKanji = 14, NibKeyFontAdjust1 = 15, NibKeyFontAdjust2 = 16,
+    NibKeyFontAdjust3 = 17, NibKeyFontAdjust4 = 18, NibKeyFontAdjust5 = 19,
+    NibKeyFontReplace = 20, NibKeyPenTbl = 21, NibKeyStyle0 = 22, NibKeyStyle1 = 23,
+    NibKeyStyle2 = 24, NibKeyStyle3 = 25, NibKeyStyle4 = 26, NibKeyStyle5 = 27,
+    NibKeyStyle6 = 28, NibKeyStyle7 = 29, NibKeyStyle8 = 30, NibKeyStyle9 = 31,
+    NibKeyCommandPen = 32, NibKeyCommandNextPen = 33, NibKeyCommandStyle = 34,
+    NibKeyCommandInit = 35, NibKeyCommandTerm = 36, NibKeyCommandAbort = 37,
+    NibKeyCommandStartPage = 38, NibKeyCommandEndPage = 39, NibKeyCommandNextPage = 40,
+    NibKeyCommandHome = 41, NibKeyCommandMove = 42, NibKeyCommandLine = 43,
+    NibKeyCommandCircle = 44, NibKeyCommandArc = 45, NibKeyCommandText = 46,
+    NibKeyCommandTextDrawInit = 47, NibKeyCommandTextDraw = 48, NibKeyCommandTextDrawTerm = 49,
+    NibKeyCommandTextCharInit = 50, NibKeyCommandTextChar = 51, NibKeyCommandTextCharTerm = 52,
+    NibKeyCommandTextKanaInit = 53, NibKeyCommandTextKana = 54, NibKeyCommandTextKanaTerm = 55,
+    NibKeyCommandTextTerm = 56, NibKeyCommandFontBoldOff = 57, NibKeyCommandFontBoldOn = 58,
+    NibKeyCommandFontItalicOff = 59, NibKeyCommandFontItalicOn = 60,
+    NibKeyCommandFontWidth = 61, NibKeyCommandFontHeight = 62, NibKeyCommandFontPitch = 63,
+    NibKeyCommandFontAngle = 64, NibKeyExtensionEntry = 65, NibKeyDigitizeStart = 66,
+    NibKeyDigitizeEnd = 67, NibKeyDigitizePosition = 68, NibKeyDigitizeEnter = 69,
+    NibKeyDigitizePen = 70, NibKeyDigitizeReleasePen = 71, NibKeyCtrlDrawArc = 72
+} NibKeyId;
+
+/* Mask bits of NibSetPlotterInfo: which members of _NibInfo count. */
+#define NIB_INFO_STEP          0x0001UL
+#define NIB_INFO_ORIGIN        0x0002UL
+#define NIB_INFO_SCALE         0x0004UL
+#define NIB_INFO_FONTADJUST    0x0008UL
+#define NIB_INFO_PENS          0x0010UL
+#define NIB_INFO_STYLEPITCH    0x0020UL
+#define NIB_INFO_PAPERINDEX    0x0040UL
+#define NIB_INFO_BININDEX      0x0080UL
+#define NIB_INFO_ORIENTATION   0x0100UL
+#define NIB_INFO_EXTENSION     0x0200UL
+#define NIB_INFO_ANKFONT       0x0400UL
+#define NIB_INFO_KANJIFONT     0x0800UL
+#define NIB_INFO_KANJIFLAG     0x1000UL
+#define NIB_INFO_NEXTPAGEMODE  0x2000UL
+#define NIB_INFO_NEXTPENMODE   0x4000UL
+
+/* ------------------------------------------------------------------------ */
+/* Handle                                                                    */
+
+/* Creates a handle for a device whose plotting area is `size` (plot units;
+ * must not be NULL). The window, the view, the paper and the clip rectangle
+ * all start as that size. Returns NULL if memory ran out. No device is
+ * touched and no callback is bound. */
+KONIB_API void* NibGetHandle(const _NibWorld2* size);
+
+/* Ends a handle and releases all it owns, in any state. Bytes still waiting
+ * for the device are dropped, not sent; no callback is called. NULL is
+ * allowed and does nothing. */
+KONIB_API void NibFreeHandle(void* handle);
+
+/* ------------------------------------------------------------------------ */
+/* Device binding                                                            */
+
+/* Binds a per-byte output callback and an input callback, either may be NULL;
+ * unbinds the block output and read-check callbacks and sets the data code 0.
+ * Bytes waiting in the output buffer stay there. */
+KONIB_API int NibSetDevice(void* handle, void* cookie, int (*put)(void* cookie, const char* byte),
+                           int (*read)(void* cookie, char* byte));
+
+/* Binds all callbacks of `procs` (must not be NULL), NULLs included.
+ *
+ * Output goes byte by byte to `put` when it is bound; otherwise it gathers in
+ * a buffer of 16384 bytes that goes to `write` when it is full and at the end
+ * of each page, job and home command; with neither bound, output is dropped
+ * and that counts as success. */
+KONIB_API int NibSetDeviceProc(void* handle, const _NibDeviceProc* procs);
+
+/* ------------------------------------------------------------------------ */
+/* Job and simple state                                                      */
+/*                                                                           */
+/* A job: NibInitiate; for each page NibStartPage, drawing, NibEndPage;      */
+/* NibTerminate. Each sends its template of the model (a missing one sends   */
+/* nothing and succeeds). Buffered output goes to the device at the end of   */
+/* each page, of the job and of NibHome, and before a page that follows      */
+/* another; nowhere else but when the buffer is full. The order of calls is  */
+/* not enforced. Each returns 1, or 0 if the handle is NULL or has failed,   */
+/* or the device refused bytes during the call.                              */
+
+/* Sends Command.Init. */
+KONIB_API int NibInitiate(void* handle);
+
+/* Sends Command.Term and flushes; with next-page mode 2 then also
+ * Command.NextPage and flushes again. */
+KONIB_API int NibTerminate(void* handle);
+
+/* From the second page of the handle's life on (unless next-page mode is 0)
+ * sends Command.NextPage and flushes; then forgets what the device was told
+ * (pen, style, position, text) and sends Command.StartPage. */
+KONIB_API int NibStartPage(void* handle);
+
+/* Counts the page, sends Command.EndPage and flushes. */
+KONIB_API int NibEndPage(void* handle);
+
+/* Sends Command.Home, or a move to 0, 0 when the model has none, and
+ * flushes. The next drawing starts with a move, wherever the pen is. */
+KONIB_API int NibHome(void* handle);
+
+/* Switches clipping to the plotting area on (non-zero, the default) or off. */
+KONIB_API int NibSetClip(void* handle, int enabled);
+
+/* Chooses the line style of later drawing: 0 solid (the default), 1 to 9
+ * dashed patterns whose period is the style's pitch. */
+KONIB_API int NibSetStyle(void* handle, int style);
+
+/* Chooses the pen of later drawing, an index 1 to 16 into the pen table
+ * (default 1). Nothing is sent until something is drawn; an index outside
+ * 1 to 16 draws nothing. */
+KONIB_API int NibSetPen(void* handle, int pen);
+
+/* ------------------------------------------------------------------------ */
+/* Mapping                                                                   */
+/*                                                                           */
+/* World coordinates (what the drawing operations take) map onto the view,  */
+/* a rectangle of the sheet: the window rectangle of the world fills the     */
+/* view. Then the model's Origin and the settings' scale and origin apply,   */
+/* and the sheet turns when the chosen orientation is 0 and the model's      */
+/* Orientation value asks for it. A new handle maps world = device.          */
+/* Rectangles are origin and extent; extents are not checked, and a zero    */
+/* or negative one is taken as given (a degenerate window maps everything    */
+/* onto the view's origin). A view does not clip.                            */
+
+/* Sets the window; `rect` must not be NULL. Returns 1, or 0 if the handle
+ * is NULL or has failed. */
+KONIB_API int NibSetWindow(void* handle, const _NibWorld4* rect);
+
+/* Sets the view; `rect` must not be NULL. */
+KONIB_API int NibSetView(void* handle, const _NibWorld4* rect);
+
+/* With a `rect` given in the current world coordinates: saves window and
+ * view, and makes that rectangle the new view, so that the old window fills
+ * it (call NibSetWindow next for coordinates of its own). With NULL:
+ * restores the last saved window and view (nothing saved: nothing happens).
+ * Views nest as deep as memory allows. Returns 0 if memory ran out (the
+ * handle has then failed). */
+KONIB_API int NibSetViewRelative(void* handle, const _NibWorld4* rect);
+
+/* ------------------------------------------------------------------------ */
+/* Drawing                                                                   */
+/*                                                                           */
+/* Each draws with the current pen and style, in world coordinates, and     */
+/* clips to the plotting area unless clipping is off. Dashes are laid by    */
+/* the library; a pen of several strokes draws parallel passes. Each        */
+/* returns 1, also when nothing was visible, or 0 if the handle is NULL or  */
+/* has failed, or the device refused bytes during the call. Pointers must   */
+/* not be NULL unless stated.                                               */
+
+/* A dot: a solid line 0.1 plot units long, centred on the point. */
+KONIB_API int NibDrawDot(void* handle, const _NibWorld2* point);
+
+/* A line from `line->org` by the displacement `line->ext`. The library may
+ * draw it from its other end when the pen stands nearer to that. */
+KONIB_API int NibDrawLine(void* handle, const _NibWorld4* line);
+
+/* A circle (`angles` NULL) or an arc from `angles->x` sweeping `angles->y`
+ * radians (0 along +x, positive towards +y). The device draws the curve
+ * itself when the model lets it (Ctrl.DrawArc) and the line is solid;
+ * otherwise the library draws chords of 0.2 plot units. The curve stays a
+ * circle under unequal scales: its radius follows the x scale (an arc's,
+ * the mapped start point). */
+KONIB_API int NibDrawArc(void* handle, const _NibWorld2* centre, double radius, const _NibWorld2* angles);
+
+/* ------------------------------------------------------------------------ */
+/* Configuration                                                             */
+
+/* Takes `count` items into the handle (count 0 or less: nothing, result 1).
+ * Each text is copied: the caller's memory need not outlive the call. A key
+ * that is given again replaces the earlier value; a list entry (papers,
+ * bins, extensions) replaces the entry of the same number and moves to the
+ * end of its list. Items with a NULL text are skipped; an id that names no
+ * key is stored and has no effect. The parsed keys set their fields at once:
+ * PenLayout, StylePitch, Origin, Scale, Orientation (its field 3, the
+ * rotate flag), Step, Decimal, ANK, Kanji, FontAdjust1-5, Ctrl.DrawArc, and
+ * the paper keys, which update the paper size when a paper is chosen.
+ * `Scale` is two plain ratios, x then y, as NibSetPlotterInfo takes them;
+ * an empty field keeps the scale of its axis.
+ * Returns 0 if the handle has failed or memory ran out (then the handle has
+ * failed). Unlike every other operation, `handle` must not be NULL. */
+KONIB_API int NibSetPlotter(void* handle, const _NibRegInfo* items, int count);
+
+/* Takes in a whole model list by name: each record whose name is a key
+ * (without regard to case; `Paper.12` is entry 12 of the papers) goes in as
+ * by NibSetPlotter, in list order, so a later record wins; other names are
+ * passed over. Returns 1 when the whole list was taken in; 0 if `handle` or
+ * `list` is NULL, the handle has failed, or memory ran out (what came before
+ * stays). The list may be freed afterwards. */
+KONIB_API int NibSetPlotter2(void* handle, const _NibREG_DATA* list);
+
+/* Applies the members of `info` whose bit is set in `mask` (NIB_INFO_...),
+ * as they stand, without range tests. Choosing a paper also takes its size
+ * from the model's `Paper.N` entry. `info` may be NULL only when `mask` is 0.
+ * Returns 1, or 0 if the handle is NULL or has failed. */
+KONIB_API int NibSetPlotterInfo(void* handle, unsigned long mask, const _NibInfo* info);
+
+/* ------------------------------------------------------------------------ */
+/* Model load                                                                */
+
+/* Builds the list of model `model` from model text in memory: text in the
+ * form of a model file, CR LF lines, `[section]` heads and `name=value`
+ * lines (the name is all before the first '=', the value all behind it,
+ * blanks included; the byte 0x1A ends the text). The texts need not be
+ * NUL-terminated and are only read. When the model's section has a value
+ * `Command`, the section of that name in `commandText` (or, if that is NULL
+ * or of size 0, in `modelText`) is the model's command set: the result holds
+ * the command values first, unless a machine value has the same name
+ * (without regard to case), then all machine values. Returns one block that
+ * the caller gives back with NibFreeRegistry2, or NULL when a section is
+ * missing or holds no value line, or memory ran out. */
+KONIB_API _NibREG_DATA* NibGetRegistry2(const void* modelText, unsigned long modelSize, const void* commandText,
+                                        unsigned long commandSize, const char* model);
+
+/* Give back a block that the library handed out; one routine under seven
+ * names. NULL is allowed. */
+KONIB_API void NibFreeRegistry(const _NibREG_DATA* list);
+KONIB_API void NibFreeRegistry2(const _NibREG_DATA* list);
+KONIB_API void NibFreePaperInfo(const _NibPAPER_INFO* info);
+KONIB_API void NibFreeBinInfo(const _NibBIN_INFO* info);
+KONIB_API void NibFreeStepSizeInfo(const _NibSTEPSIZE_INFO* info);
+KONIB_API void NibFreeExtensionInfo(const _NibEXTENSION_INFO* info);
+KONIB_API void NibFreeRegModelNames(const char* names);
+
+/* ------------------------------------------------------------------------ */
+/* Entries for extension functions: each takes the call record it was given. */
+
+/* Sends `length` bytes (0xFFFFFFFF: up to the NUL) to the device. */
+KONIB_API int _spfunc_write(NibSpfuncCall* call, const char* data, uint32_t length);
+/* Reads one byte from the device. A missing read callback is a failure. */
+KONIB_API int _spfunc_read(NibSpfuncCall* call, char* byte);
+/* Passes `value` to the read-check callback. A missing callback is a failure. */
+KONIB_API int _spfunc_readcheck(NibSpfuncCall* call, uint32_t value);
+
+#ifdef __cplusplus
+} /* extern "C" */
+#endif
+
+#endif /* KONIB_H */

@@ -1,0 +1,43 @@
+// Numbers in templates.
+//
+// A template names a number variable and may add a sign, a format and one
+// arithmetic operation; the value is divided by a divisor (normally `step`,
+// so that plot units become device units) and printed as decimal text:
+//
+//   name | +name | -name | (name) | (name,format) | (name,format,operation)
+//
+// format:    [pad] digits-and-points, e.g. 6.1 (width 6, 1 decimal), 06.1
+//            (pad '0'), *6.0 (pad '*'), 3 (3 decimals), 6. (width 6)
+// operation: one of + - * / % directly followed by an unsigned number, and
+//            an optional s: the number is then in the variable's own unit
+//            and is divided by the divisor too.
+#pragma once
+
+#include <cstddef>
+
+#include "core/handle.h"
+
+namespace konib {
+
+// Tries the number variable `name` at `text` (just behind a backslash).
+// Returns the bytes consumed, or 0 when the text is not this variable in a
+// valid form; then nothing has been sent.
+std::size_t ExpandNumber(const char* text, NibHandle* h, const char* name, double value, double divisor);
+
+// Two variables of a kind, x first, with the divisor `step`.
+std::size_t ExpandNumberPair(NibHandle* h, const char* text, const char* xName, double x,
+                             const char* yName, double y);
+
+// Sends `value` with `decimals` places, at least `width` digits before the
+// point, padded in front with `pad` (behind the sign). A value that rounds
+// to zero never prints as "-0".
+void PrintNumber(NibHandle* h, int width, char pad, int decimals, double value);
+
+// Size of a buffer that holds every text FormatFixed can write.
+constexpr std::size_t kFixedBufferSize = 512;
+
+// The plain fixed notation of `value` with `decimals` places (400.00, 0.05,
+// -3.10) into `buffer` of kFixedBufferSize bytes; returns `buffer`.
+const char* FormatFixed(double value, int decimals, char* buffer);
+
+}  // namespace konib

@@ -1,0 +1,182 @@
+#include "geometry/draw.h"
+
+#include <gtest/gtest.h>
+
+#include "support/model_handle.h"
+
+namespace konib {
+namespace {
+
+using test::ModelHandle;
+
+struct Plotter : ModelHandle {
+  explicit Plotter(const char* decimals = "1", const char* drawArc = "150")
+      : ModelHandle({{"Decimal", decimals},
+                     {"Ctrl.DrawArc", drawArc},
+                     {"Command.Pen", "P\\pn;"},
+                     {"Command.Style", "S;"},
+                     {"Command.Move", "M\\x1,\\y1;"},
+                     {"Command.Line", "L\\x2,\\y2;"},
+                     {"Command.Circle", "C\\xc,\\yc,\\r1;"},
+                     {"Command.Arc", "A\\xc,\\yc,\\r1,\\(a1,1),\\(a3,1);"}}) {}
+  void Pen(int index, int strokes, double spacing) {
+    h()->pens[index].strokes = strokes;
+    h()->pens[index].strokeSpacing = spacing;
+    NibSetPen(get(), index);
+  }
+  int Line(double x0, double y0, double x1, double y1) {
+    _NibWorld4 line{{x0, y0}, {x1 - x0, y1 - y0}};
+    return NibDrawLine(get(), &line);
+  }
+  int Circle(double x, double y, double r) {
+    _NibWorld2 c{x, y};
+    return NibDrawArc(get(), &c, r, nullptr);
+  }
+  int Arc(double x, double y, double r, double start, double sweep) {
+    _NibWorld2 c{x, y};
+    _NibWorld2 a{start, sweep};
+    return NibDrawArc(get(), &c, r, &a);
+  }
+};
+
+TEST(DrawLine, SolidLineSelectsPenAndStyle) {
+  Plotter m;
+  EXPECT_EQ(m.Line(10, 20, 30, 40), 1);
+  EXPECT_EQ(m.Line(30, 40, 50, 40), 1);  // continues: no move
+  EXPECT_EQ(m.Take(), "P2;S;M10.0,20.0;L30.0,40.0;L50.0,40.0;");
+}
+
+TEST(DrawLine, DrawnBackwardsWhenThePenIsNearerItsEnd) {
+  Plotter m;
+  m.h()->stateFlags = kPositionKnown | kPenSelected | kStyleSelected;
+  m.h()->devicePen = 2;  // pen index 1 holds pen number 2
+  m.h()->devicePos = {100, 100};
+  m.Line(0, 0, 99, 99);
+  EXPECT_EQ(m.Take(), "M99.0,99.0;L0.0,0.0;");
+  m.h()->devicePos = {50, 0};  // exactly midway: the caller's direction
+  m.Line(0, 0, 100, 0);
+  EXPECT_EQ(m.Take(), "M0.0,0.0;L100.0,0.0;");
+}
+
+TEST(DrawLine, DashesAreLaidFromTheNewStart) {
+  Plotter m;
+  NibSetStyle(m.get(), 2);  // pitch 10: 8 and 2
+  m.Line(0, 0, 25, 0);
+  EXPECT_EQ(m.Take(), "P2;S;M0.0,0.0;L6.5,0.0;M8.5,0.0;L16.5,0.0;M18.5,0.0;L25.0,0.0;");
+  m.h()->devicePos = {30, 0};
+  m.Line(0, 0, 25, 0);  // swapped: the pattern starts at x = 25
+  EXPECT_EQ(m.Take(), "M25.0,0.0;L18.5,0.0;M16.5,0.0;L8.5,0.0;M6.5,0.0;L0.0,0.0;");
+}
+
+TEST(DrawLine, ShortStyledLinesAreSolidAndWidePensHatch) {
+  Plotter m;
+  NibSetStyle(m.get(), 2);
+  m.Pen(1, 2, 1);
+  m.Line(0, 10, 0.09, 10);
+  EXPECT_EQ(m.Take(), "P2;S;M0.0,10.5;L0.1,10.5;M0.1,9.5;L0.0,9.5;");  // to and fro
+  m.Line(10, 10, 10, 12);  // dashed with two strokes: both run start to end
+  EXPECT_EQ(m.Take(),
+            "M9.5,10.0;L9.5,10.8;M9.5,11.2;L9.5,12.0;M10.5,10.0;L10.5,10.8;M10.5,11.2;L10.5,12.0;");
+}
+
+TEST(DrawDot, TwoStrokesAndClipping) {
+  Plotter m("2");
+  m.Pen(1, 2, 0.4);
+  _NibWorld2 dot{10, 10};
+  ASSERT_EQ(NibDrawDot(m.get(), &dot), 1);
+  EXPECT_EQ(m.Take(), "P2;S;M9.95,10.20;L10.05,10.20;M10.05,9.80;L9.95,9.80;");
+  _NibWorld2 outside{-10, -10};
+  m.h()->stateFlags = 0;
+  EXPECT_EQ(NibDrawDot(m.get(), &outside), 1);
+  EXPECT_EQ(m.Take(), "P2;");  // the pen is selected, nothing else
+}
+
+TEST(Draw, NothingForPenZeroStrokesZeroOrAnEmptyClip) {
+  Plotter m;
+  NibSetPen(m.get(), 0);
+  EXPECT_EQ(m.Line(0, 0, 10, 10), 1);
+  NibSetPen(m.get(), 17);
+  EXPECT_EQ(m.Circle(5, 5, 1), 1);
+  m.Pen(2, 0, 0);
+  _NibWorld2 dot{1, 1};
+  EXPECT_EQ(NibDrawDot(m.get(), &dot), 1);
+  EXPECT_EQ(m.Take(), "");
+  test::HandlePtr empty(0, 100);
+  test::TestDevice device;
+  device.BindPut(empty.get());
+  _NibWorld4 line{{0, 0}, {5, 5}};
+  EXPECT_EQ(NibDrawLine(empty.get(), &line), 1);
+  EXPECT_EQ(device.bytes, "");
+  EXPECT_EQ(NibDrawLine(nullptr, &line), 0);
+}
+
+TEST(Draw, ClippingOffSendsEverything) {
+  Plotter m;
+  NibSetClip(m.get(), 0);
+  m.Line(-10, 0, 2000, 0);
+  EXPECT_EQ(m.Take(), "P2;S;M-10.0,0.0;L2000.0,0.0;");
+}
+
+TEST(DrawArc, DeviceRoadUpToTheLimit) {
+  Plotter m;
+  m.Circle(500, 400, 150.0);
+  EXPECT_EQ(m.Take(), "P2;S;C500.0,400.0,150.0;");
+  m.Circle(500, 400, 150.1);
+  std::string chords = m.Take();
+  EXPECT_EQ(chords.find("C"), std::string::npos);
+  EXPECT_GT(chords.size(), 1000u);
+}
+
+TEST(DrawArc, NegativeLimitAlwaysTheDeviceAndStylesAlwaysChords) {
+  Plotter m("1", "-1");
+  m.Circle(500, 400, 300);
+  EXPECT_EQ(m.Take(), "P2;S;C500.0,400.0,300.0;");
+  NibSetStyle(m.get(), 1);
+  m.Circle(500, 400, 0.01);  // circumference below 0.1: a straight stroke
+  EXPECT_EQ(m.Take(), "M500.0,400.0;L500.0,400.0;");
+}
+
+TEST(DrawArc, CircleCutByTheClipIsSentAsArcs) {
+  Plotter m;
+  m.Circle(0, 400, 10);  // the left edge x = 0 cuts it
+  EXPECT_EQ(m.Take(), "P2;S;A0.0,400.0,10.0,270.0,180.0;");
+  EXPECT_TRUE(m.h()->stateFlags & kPositionKnown);
+  m.Circle(-50, 400, 10);  // wholly outside
+  EXPECT_EQ(m.Take(), "");
+}
+
+TEST(DrawArc, WidePenRadii) {
+  Plotter m;
+  m.Pen(1, 5, 1);
+  m.Circle(500, 400, 0.5);
+  EXPECT_EQ(m.Take(), "P2;S;C500.0,400.0,2.5;C500.0,400.0,1.5;C500.0,400.0,0.5;");
+  m.Pen(1, 3, 1);
+  m.Arc(500, 400, 10, 0, 1);
+  EXPECT_EQ(m.Take(), "A500.0,400.0,11.0,0.0,57.3;A500.0,400.0,10.0,0.0,57.3;A500.0,400.0,9.0,0.0,57.3;");
+}
+
+TEST(DrawArc, UnequalScalesKeepACircle) {
+  Plotter m;
+  m.h()->scale = {2, 1};
+  m.Arc(100, 100, 10, 0, 1.5707963267948966);
+  EXPECT_EQ(m.Take(), "P2;S;A200.0,100.0,20.0,0.0,90.0;");
+  m.Circle(100, 100, 10);
+  EXPECT_EQ(m.Take(), "C200.0,100.0,20.0;");
+  // A negative sweep runs from 1 to 2 radians; the radius is that of the
+  // mapped start point (20 cos 1, 10 sin 1), the angles its direction.
+  m.Arc(100, 100, 10, 2, -1);
+  EXPECT_EQ(m.Take().substr(0, 23), "A200.0,100.0,13.7,37.9,");
+}
+
+TEST(DrawArc, ChordsFollowTheCircle) {
+  Plotter m("3");
+  NibSetStyle(m.get(), 12);  // no pattern, but generated: one solid chain
+  m.Arc(0, 0, 1, 0, 0.5);    // clipped to the quarter x, y >= 0; 0.5 long
+  EXPECT_EQ(m.Take(),
+            "P2;S;M1.000,0.000;L0.980,0.199;L0.921,0.389;L0.878,0.479;");
+  m.Arc(500, 400, 1, 0, 0);  // a sweep of 0: a stroke of zero length
+  EXPECT_EQ(m.Take(), "M501.000,400.000;L501.000,400.000;");
+}
+
+}  // namespace
+}  // namespace konib

@@ -1,0 +1,78 @@
+// The bundled device models: each is read from its file as text, taken into
+// a handle, and drives a short job whose bytes are checked.
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "support/test_device.h"
+
+#ifndef KONIB_SOURCE_DIR
+#error "KONIB_SOURCE_DIR must name the source folder"
+#endif
+
+namespace konib {
+namespace {
+
+// Model texts are measured in unsigned long, 32 bits on Windows.
+unsigned long Size(const std::string& text) { return static_cast<unsigned long>(text.size()); }
+
+std::string ReadModelFile(const char* name) {
+  std::ifstream in(std::string(KONIB_SOURCE_DIR) + "/models/" + name, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+std::string Tail(const std::string& bytes, std::size_t n) { return bytes.substr(bytes.size() - n); }
+
+// A short job: a line, a circle, an arc, home.
+std::string Job(const char* file, const char* section) {
+  std::string text = ReadModelFile(file);
+  EXPECT_FALSE(text.empty()) << file;
+  _NibREG_DATA* list = NibGetRegistry2(text.data(), Size(text), nullptr, 0, section);
+  EXPECT_NE(list, nullptr) << section;
+  test::HandlePtr plotter(400, 277);
+  test::TestDevice device;
+  device.BindWrite(plotter.get());
+  EXPECT_EQ(NibSetPlotter2(plotter.get(), list), 1);
+  NibFreeRegistry2(list);
+  void* p = plotter.get();
+  _NibWorld4 line{{10, 20}, {30, 0}};
+  _NibWorld2 centre{100, 100};
+  _NibWorld2 quarter{0, 1.5707963267948966};
+  EXPECT_EQ(NibInitiate(p) && NibStartPage(p) && NibDrawLine(p, &line) && NibDrawArc(p, &centre, 10, nullptr) &&
+                NibDrawArc(p, &centre, 20, &quarter) && NibHome(p) && NibEndPage(p) && NibTerminate(p),
+            1);
+  return device.bytes;
+}
+
+TEST(BundledModels, HpglPenPlotter) {
+  EXPECT_EQ(Job("hpgl.ini", "HP-GL A3 Pen Plotter"),
+            "IN;DF;PA;\r\nPU;PA;SP1;\r\nLT;PU400,800;PD1600,800;PU4000,4000;CI400;"
+            "PU4800,4000;PD;AA4000,4000,90.0;PU0,0;PU;SP0;\r\nIN;\r\n");
+}
+
+TEST(BundledModels, Hpgl2RollPlotter) {
+  std::string bytes = Job("hpgl2.ini", "HP-GL/2 A1 Roll Plotter");
+  EXPECT_EQ(bytes.substr(0, 40), "\x1b%0BIN;\r\nPU;PA;SP1;PW0.35;\r\nLT;PU400,800");
+  EXPECT_EQ(Tail(bytes, 18), "PU;SP0;\r\nPG;\x1b%0A\r\n");
+}
+
+TEST(BundledModels, DxyglPenPlotter) {
+  EXPECT_EQ(Job("dxygl.ini", "DXY-GL A3 Pen Plotter"),
+            "H\r\nJ1\r\nL0\r\nM100,200\r\nD400,200\r\nC1000,1000,100,0,360\r\n"
+            "C1000,1000,200,0.0,90.0\r\nH\r\nJ0\r\nH\r\n");
+}
+
+TEST(BundledModels, SvgVirtualPlotter) {
+  std::string svg = Job("svg.ini", "SVG Virtual Plotter");
+  EXPECT_EQ(svg.substr(0, 157),
+            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n<svg xmlns=\"http://www.w3.org/2000/svg\" "
+            "width=\"400.0mm\" height=\"277.0mm\" viewBox=\"0 0 4000 2770\">\r\n<rect width=\"100%\"");
+  EXPECT_NE(svg.find("<g stroke=\"black\">\r\n<line x1=\"100.0\" y1=\"2570.0\" x2=\"400.0\" y2=\"2570.0\"/>"),
+            std::string::npos);
+  EXPECT_EQ(Tail(svg, 18), "</g></g>\r\n</svg>\r\n");
+}
+
+}  // namespace
+}  // namespace konib

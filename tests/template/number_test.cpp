@@ -1,0 +1,148 @@
+#include "template/number.h"
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+
+#include "support/expand.h"
+
+namespace konib {
+namespace {
+
+using test::Expander;
+
+// Expands `text` with one local number variable x1 of value `value`.
+struct NumberExpander : Expander {
+  double value = 10.0;
+  std::string operator()(const char* text) {
+    device.bytes.clear();
+    const LocalEscape locals[] = {{"x1", value, h()->step, nullptr, nullptr}};
+    WalkRules rules;
+    rules.locals = locals;
+    rules.localCount = 1;
+    WalkTemplate(h(), text, nullptr, rules);
+    return device.bytes;
+  }
+};
+
+// Step 0.025, two decimals, x1 = 10: the printed value is 400.
+TEST(ExpandNumber, WorkedExamples) {
+  NumberExpander expand;
+  expand.h()->step = 0.025;
+  EXPECT_EQ(expand("\\x1"), "400.00");
+  EXPECT_EQ(expand("\\-x1"), "-400.00");
+  EXPECT_EQ(expand("\\+x1"), "400.00");
+  EXPECT_EQ(expand("\\(x1,0)"), "400");
+  EXPECT_EQ(expand("\\(x1,6.1)"), "   400.0");
+  EXPECT_EQ(expand("\\(x1,06.1)"), "000400.0");
+  EXPECT_EQ(expand("\\(-x1,06.1)"), "-000400.0");
+  EXPECT_EQ(expand("\\(x1,*6.0)"), "***400");
+  EXPECT_EQ(expand("\\(x1,0,+5)"), "405");
+  EXPECT_EQ(expand("\\(x1,0,+5s)"), "600");
+  EXPECT_EQ(expand("\\(x1,0,/3)"), "133");
+  EXPECT_EQ(expand("\\(x1,,%7)"), "1.00");
+  EXPECT_EQ(expand("\\(x1,0,/0)"), "0");
+  EXPECT_EQ(expand("\\(x1,0,*)"), "(x1,0,*)");
+  EXPECT_EQ(expand("\\(x1,0,*-1)"), "(x1,0,*-1)");
+  EXPECT_EQ(expand("\\x10"), "400.000");
+}
+
+TEST(ExpandNumber, Formats) {
+  NumberExpander expand;
+  expand.value = 3.14159;
+  EXPECT_EQ(expand("[\\(x1,6.)]"), "[     3.14]");   // width 6, default decimals
+  EXPECT_EQ(expand("[\\(x1,3)]"), "[3.142]");        // digits alone are decimals
+  EXPECT_EQ(expand("[\\(x1,0.2)]"), "[3.14]");
+  EXPECT_EQ(expand("[\\(x1,03)]"), "[3.142]");       // pad 0, width 0
+  EXPECT_EQ(expand("[\\(x1,.2)]"), "[3.14]");        // pad '.', no width
+  EXPECT_EQ(expand("[\\(x1,1.2.3)]"), "[ 3.142]");   // width 2, decimals 3
+  EXPECT_EQ(expand("[\\(x1,x4.1)]"), "[xxx3.1]");    // any non-digit pads
+  EXPECT_EQ(expand("\\(x1)|\\(x1,)|\\(x1,,)|\\(x1,0,)"), "3.14|3.14|3.14|3");
+  EXPECT_EQ(expand("\\(x1,,*2)"), "6.28");
+}
+
+TEST(ExpandNumber, MalformedFormsAreNotRecognised) {
+  NumberExpander expand;
+  EXPECT_EQ(expand("\\(x1,6.1"), "(x1,6.1");
+  EXPECT_EQ(expand("\\(x1,6.1x)"), "(x1,6.1x)");
+  EXPECT_EQ(expand("\\(x1;"), "(x1;");
+  EXPECT_EQ(expand("\\(x1,0,^2)"), "(x1,0,^2)");
+  EXPECT_EQ(expand("\\(x1,0,+2"), "(x1,0,+2");
+  EXPECT_EQ(expand("\\(y1,0)"), "(y1,0)");
+}
+
+TEST(ExpandNumber, TriesTheNextVariableAfterAFailedAttempt) {
+  Expander expand;
+  const LocalEscape locals[] = {{"x1", 1.0, 1.0, nullptr, nullptr}, {"y1", 2.0, 1.0, nullptr, nullptr}};
+  WalkRules rules;
+  rules.locals = locals;
+  rules.localCount = 2;
+  WalkTemplate(expand.h(), "\\(y1,0)", nullptr, rules);
+  EXPECT_EQ(expand.device.bytes, "2");
+  EXPECT_EQ(ExpandNumber("(y1,0)", expand.h(), "x1", 1.0, 1.0), 0u);
+}
+
+TEST(ExpandNumber, NamesIgnoreCase) {
+  NumberExpander expand;
+  EXPECT_EQ(expand("\\X1;\\(x1)"), "10.00;10.00");
+}
+
+TEST(PrintNumber, SignWidthAndPad) {
+  NumberExpander expand;
+  expand.value = -0.001;
+  EXPECT_EQ(expand("\\x1"), "0.00");            // rounds to zero: no sign
+  EXPECT_EQ(expand("\\(x1,05.2)"), "00000.00");
+  expand.value = 12345;
+  EXPECT_EQ(expand("\\(x1,03.0)"), "12345");    // width only ever adds
+  EXPECT_EQ(expand("\\(x1,7.0)"), "  12345");   // without a point every digit counts
+  expand.value = -2.5;
+  EXPECT_EQ(expand("\\(x1,4.1)"), "-   2.5");   // the sign goes before the pad
+  EXPECT_EQ(expand("\\(x1,,%2)"), "-0.50");     // remainder keeps the sign of r
+  expand.value = 0.0;
+  EXPECT_EQ(expand("\\-x1"), "0.00");           // never "-0"
+}
+
+TEST(ExpandNumber, OperatorsActAfterTheDivision) {
+  NumberExpander expand;
+  expand.h()->step = 0.025;
+  EXPECT_EQ(expand("\\(x1,0,*2)"), "800");
+  EXPECT_EQ(expand("\\(x1,0,-5)"), "395");
+  EXPECT_EQ(expand("\\(x1,0,-5s)"), "200");
+  EXPECT_EQ(expand("\\(x1,0,+1.5.7)"), "402");  // atof stops at the second point
+}
+
+TEST(ExpandNumber, DivisorOfOneMakesSNoDifference) {
+  Expander expand;
+  const LocalEscape locals[] = {{"a1", 90.0, 1.0, nullptr, nullptr}};
+  WalkRules rules;
+  rules.locals = locals;
+  rules.localCount = 1;
+  WalkTemplate(expand.h(), "\\(a1,0,+5s)|\\(a1,0,+5)", nullptr, rules);
+  EXPECT_EQ(expand.device.bytes, "95|95");
+}
+
+TEST(ExpandNumber, HugeWidthIsBounded) {
+  NumberExpander expand;
+  std::string out = expand("\\(x1,9999999.0)");
+  EXPECT_EQ(out.size(), 255u);
+  EXPECT_EQ(out.substr(253), "10");
+}
+
+// A program that has switched to a locale with a decimal comma gets the
+// same device bytes, and reads the model's numbers the same way.
+TEST(Numbers, TemplatesIgnoreTheCLocale) {
+  std::string old = std::setlocale(LC_ALL, nullptr);
+  const char* names[] = {"de_DE.UTF-8", "de_DE.utf8"};
+  bool switched = false;
+  for (const char* name : names) switched = switched || std::setlocale(LC_ALL, name) != nullptr;
+  if (!switched) GTEST_SKIP() << "no locale with a decimal comma on this machine";
+  NumberExpander expand;
+  _NibRegInfo step{NibKeyStep, 0, "0.025"};
+  NibSetPlotter(expand.handle.get(), &step, 1);
+  EXPECT_EQ(expand.h()->step, 0.025);
+  EXPECT_EQ(expand("\\x1;\\(x1,06.1,/3)"), "400.00;000133.3");
+  std::setlocale(LC_ALL, old.c_str());
+}
+
+}  // namespace
+}  // namespace konib

@@ -1,0 +1,118 @@
+#include "template/walker.h"
+
+#include <gtest/gtest.h>
+
+#include "support/expand.h"
+
+namespace konib {
+namespace {
+
+using test::Expander;
+
+TEST(Walker, PlainBytesAndTheTwoSimpleEscapes) {
+  Expander expand;
+  EXPECT_EQ(expand("IN;SP1;"), "IN;SP1;");
+  EXPECT_EQ(expand("A\\nB\\N"), "A\r\nB\r\n");
+  EXPECT_EQ(expand("\\$1B.\\$0a\\$Ff"), std::string("\x1b.\x0a\xff"));
+  EXPECT_EQ(expand(""), "");
+  EXPECT_EQ(ExpandTemplate(expand.h(), nullptr), 1);
+  EXPECT_EQ(expand.device.bytes, "");
+}
+
+TEST(Walker, UnrecognisedEscapesLoseTheirBackslash) {
+  Expander expand;
+  EXPECT_EQ(expand("\\\\"), "\\");
+  EXPECT_EQ(expand("a\\,b"), "a,b");
+  EXPECT_EQ(expand("\\zz"), "zz");
+  EXPECT_EQ(expand("\\$G1"), "$G1");   // not two hex digits: not an escape
+  EXPECT_EQ(expand("\\$4"), "$4");
+  EXPECT_EQ(expand("\\5c"), "5c");     // only \$5c is the byte 0x5C
+  EXPECT_EQ(expand("\\$5c"), "\\");
+}
+
+TEST(Walker, LoneBackslashAtTheEndIsDropped) {
+  Expander expand;
+  EXPECT_EQ(expand("PU;\\"), "PU;");
+  EXPECT_EQ(expand("\\"), "");
+}
+
+TEST(Walker, Cp932TrailByte5CStartsAnEscape) {
+  // 0x95 0x5C is one character to the value scanner, but the walker knows no
+  // double-byte characters: its second byte is a backslash.
+  Expander expand;
+  EXPECT_EQ(expand("\x95\\n"), std::string("\x95\r\n"));
+  EXPECT_EQ(expand("\x95\\\x81"), std::string("\x95\x81"));
+}
+
+TEST(Walker, SizeAndPaperNumbers) {
+  Expander expand;
+  expand.h()->paperXY = {210.0, 297.0};
+  expand.h()->step = 0.5;
+  EXPECT_EQ(expand("\\sx,\\sy;"), "2000.00,1600.00;");
+  EXPECT_EQ(expand("\\(px,0),\\(PY,0)"), "420,594");
+  EXPECT_EQ(expand("\\sxyz"), "2000.00yz");  // nothing ends a name
+  EXPECT_EQ(expand("\\(sx,6.1"), "(sx,6.1");
+}
+
+TEST(Walker, GuardedNameGoesOutPlain) {
+  Expander expand;
+  WalkRules rules;
+  rules.guard = "pp";
+  const char field[] = "A\\pp\\PPB\\n";
+  ExpandTemplate(expand.h(), nullptr);
+  WalkTemplate(expand.h(), field, field + sizeof field - 1, rules);
+  EXPECT_EQ(expand.device.bytes, "AppPPB\r\n");
+}
+
+TEST(Walker, StopsAtTheGivenEnd) {
+  Expander expand;
+  const char text[] = "ABC,DEF";
+  WalkTemplate(expand.h(), text, text + 3, WalkRules{});
+  EXPECT_EQ(expand.device.bytes, "ABC");
+}
+
+std::size_t StarAction(NibHandle* h, const char* text, const void* data) {
+  if (text[0] != '*') return 0;
+  const char* word = static_cast<const char*>(data);
+  ExpandTemplate(h, word);
+  return 1;
+}
+
+TEST(Walker, LocalEscapesComeBehindTheGlobalOnes) {
+  Expander expand;
+  expand.h()->step = 0.025;
+  expand.h()->decimals = 0;
+  const LocalEscape locals[] = {
+      {"x1", 10.0, 0.025, nullptr, nullptr},
+      {"n1", 5.0, 1.0, nullptr, nullptr},  // shadowed by \n, which is tried first
+      {"", 0, 0, StarAction, "STAR"},
+  };
+  WalkRules rules;
+  rules.locals = locals;
+  rules.localCount = 3;
+  WalkTemplate(expand.h(), "PA\\x1;\\n1;\\*;\\y1", nullptr, rules);
+  EXPECT_EQ(expand.device.bytes, "PA400;\r\n1;STAR;y1");
+}
+
+TEST(Walker, FailureMidwayRefusesTheRestButWalksOn) {
+  Expander expand;
+  expand.device.refusePutAt = 2;
+  EXPECT_EQ(ExpandTemplate(expand.h(), "ABCDE\\n"), 0);
+  EXPECT_EQ(expand.device.bytes, "AB");
+  EXPECT_EQ(expand.h()->failure, kDeviceFailure);
+  EXPECT_EQ(ExpandTemplate(expand.h(), ""), 0);  // the result reports the failure
+}
+
+TEST(ParseHexByte, TwoDigitsOfEitherCase) {
+  char byte = 0;
+  EXPECT_EQ(ParseHexByte("7f", &byte), 2u);
+  EXPECT_EQ(byte, 0x7f);
+  EXPECT_EQ(ParseHexByte("A0x", &byte), 2u);
+  EXPECT_EQ(static_cast<unsigned char>(byte), 0xA0);
+  EXPECT_EQ(ParseHexByte("g0", &byte), 0u);
+  EXPECT_EQ(ParseHexByte("0", &byte), 0u);
+  EXPECT_EQ(ParseHexByte("", &byte), 0u);
+}
+
+}  // namespace
+}  // namespace konib
