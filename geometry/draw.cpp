@@ -1,5 +1,6 @@
 #include "geometry/draw.h"
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 
@@ -16,8 +17,8 @@ constexpr double kShortPath = 0.1;   // shorter paths are drawn solid and straig
 constexpr double kDotLength = 0.1;
 constexpr double kChordStep = 0.2;   // arc length of one chord
 constexpr double kChordMargin = 0.01;
-// No curve is cut into more chords than this: a huge radius gets longer
-// chords, so that a call always ends in reasonable time.
+// No curve is cut into more chords than this, whatever its dashes: a huge
+// radius gets longer chords, so that a call always ends in reasonable time.
 constexpr double kMaxChords = 1 << 20;
 
 const NibPenRow& CurrentPen(const NibHandle* h) { return h->pens[h->currentPen]; }
@@ -35,14 +36,31 @@ NibHandle* Admit(void* handle, bool* skip) {
   return h;
 }
 
-double Distance(const _NibWorld2& a, const _NibWorld2& b) {
-  const double dx = b.x - a.x;
-  const double dy = b.y - a.y;
-  return std::sqrt(dx * dx + dy * dy);
-}
+double Distance(const _NibWorld2& a, const _NibWorld2& b) { return std::hypot(b.x - a.x, b.y - a.y); }
+
+bool Finite(const _NibWorld2& p) { return std::isfinite(p.x) && std::isfinite(p.y); }
 
 _NibWorld2 OnCircle(const _NibWorld2& centre, double radius, double angle) {
   return {centre.x + radius * std::cos(angle), centre.y + radius * std::sin(angle)};
+}
+
+// The stretch of `way` (positions from its start, `length` long) that the
+// clip rectangle lets through, widened for rounding; false when none does.
+// Dashes wholly outside it need not be walked to the clip one by one.
+bool VisibleStretch(const NibHandle* h, const Stroke& way, double length, double* from, double* to) {
+  *from = 0.0;
+  *to = length;
+  if (h->clipEnabled == 0) return true;
+  Stroke visible;
+  if (ClipLine(way, h->clipRect, &visible) == 0) return false;
+  const auto along = [&](double x, double y) { return ((x - way.x) * way.dx + (y - way.y) * way.dy) / length; };
+  double a = along(visible.x, visible.y);
+  double b = along(visible.x + visible.dx, visible.y + visible.dy);
+  if (a > b) std::swap(a, b);
+  const double slack = 1e-9 * length + 1e-9;
+  *from = a - slack;
+  *to = b + slack;
+  return true;
 }
 
 int DrawDashedLine(NibHandle* h, const Stroke& line, double length) {
@@ -52,14 +70,19 @@ int DrawDashedLine(NibHandle* h, const Stroke& line, double length) {
   double ox = nx * (pen.strokes - 1) * 0.5;
   double oy = ny * (pen.strokes - 1) * 0.5;
   for (int i = 0; i < pen.strokes; ++i) {
-    // The same layout for every stroke, and all strokes run start to end.
-    DashLayout layout(h, h->currentStyle, length, false);
-    double pos, seg;
-    while (layout.Next(&pos, &seg)) {
-      const Stroke piece{line.x + pos * line.dx / length + ox, line.y + pos * line.dy / length + oy,
-                         seg * line.dx / length, seg * line.dy / length};
-      DrawStroke(h, piece, 0, false);
-      if (h->failure != kGood) return 0;
+    const Stroke way{line.x + ox, line.y + oy, line.dx, line.dy};
+    double from, to;
+    if (VisibleStretch(h, way, length, &from, &to)) {
+      // The same layout for every stroke, and all strokes run start to end.
+      DashLayout layout(h, h->currentStyle, length, false);
+      double pos, seg;
+      while (layout.Next(&pos, &seg) && to >= pos) {
+        if (from > pos + seg) continue;
+        const Stroke piece{way.x + pos * way.dx / length, way.y + pos * way.dy / length, seg * way.dx / length,
+                           seg * way.dy / length};
+        DrawStroke(h, piece, 0, false);
+        if (h->failure != kGood) return 0;
+      }
     }
     ox -= nx;
     oy -= ny;
@@ -93,7 +116,7 @@ int DrawStroke(NibHandle* h, const Stroke& stroke, int style, bool reversed) {
 
 int DrawPenStrokes(NibHandle* h, const Stroke& stroke, int style) {
   const NibPenRow& pen = CurrentPen(h);
-  const double length = std::sqrt(stroke.dx * stroke.dx + stroke.dy * stroke.dy);
+  const double length = std::hypot(stroke.dx, stroke.dy);
   double nx = 0.0, ny = pen.strokeSpacing;
   if (length > kEpsilon) {
     nx = -stroke.dy * (pen.strokeSpacing / length);
@@ -141,20 +164,25 @@ int DrawDeviceArc(NibHandle* h, const _NibWorld2& centre, const _NibWorld2* angl
 }
 
 int DrawStyledArc(NibHandle* h, const _NibWorld2* angles, const _NibWorld2& centre, int style, double radius) {
-  double length = kTwoPi * radius;
-  if (angles != nullptr && length > std::fabs(angles->y * radius)) length = std::fabs(angles->y * radius);
+  const double sweep = angles != nullptr && std::fabs(angles->y) < kTwoPi ? std::fabs(angles->y) : kTwoPi;
+  const double length = sweep * radius;
   if (length < kShortPath) return DrawShortCurve(h, angles, centre, radius);
+  const double fewestChords = sweep / kMaxChords;  // the bound holds for the whole curve, not each dash
   const NibPenRow& pen = CurrentPen(h);
   double strokeRadius = (pen.strokes - 1) * pen.strokeSpacing * 0.5 + radius;
   const double start = angles != nullptr ? angles->x : 0.0;
   for (int i = 0; i < pen.strokes; ++i) {
-    // Laid out for the nominal radius: every stroke has the same dashes as
-    // angles, longer on the outer strokes, shorter on the inner ones.
-    DashLayout layout(h, style, length, angles == nullptr);
-    double pos, seg;
-    while (layout.Next(&pos, &seg)) {
-      const _NibWorld2 piece{start + pos / radius, seg / radius};
-      if (DrawChordArc(h, piece, centre, strokeRadius) == 0) return 0;
+    _NibWorld2 visible[kMaxArcPieces];
+    if (h->clipEnabled == 0 || ClipArc(visible, h->clipRect, centre, angles, strokeRadius) != 0) {
+      // Laid out for the nominal radius: every stroke has the same dashes as
+      // angles, longer on the outer strokes, shorter on the inner ones.
+      DashLayout layout(h, style, length, angles == nullptr);
+      const double step = std::max(kChordStep / strokeRadius, fewestChords);
+      double pos, seg;
+      while (layout.Next(&pos, &seg)) {
+        const _NibWorld2 piece{start + pos / radius, seg / radius};
+        if (DrawChordArc(h, piece, centre, strokeRadius, step) == 0) return 0;
+      }
     }
     strokeRadius -= pen.strokeSpacing;
     if (strokeRadius < 0) break;
@@ -162,12 +190,10 @@ int DrawStyledArc(NibHandle* h, const _NibWorld2* angles, const _NibWorld2& cent
   return Result(h);
 }
 
-int DrawChordArc(NibHandle* h, const _NibWorld2& angles, const _NibWorld2& centre, double radius) {
+int DrawChordArc(NibHandle* h, const _NibWorld2& angles, const _NibWorld2& centre, double radius, double step) {
   const double a = angles.x;
   const double b = angles.y;
-  double step = kChordStep / radius;
   const double margin = kChordMargin / radius;
-  if (b / step > kMaxChords) step = b / kMaxChords;
   // Each point is computed from its angle, so no error gathers around a
   // large circle.
   _NibWorld2 current = OnCircle(centre, radius, a);
@@ -194,6 +220,7 @@ extern "C" KONIB_API int NibDrawDot(void* handle, const _NibWorld2* point) {
   SelectPen(h, h->currentPen);
   _NibWorld2 p = *point;
   WorldToDevice(h, p);
+  if (!Finite(p)) return Result(h);  // a point no sheet holds
   // A dot is a short horizontal line centred on the point, always solid.
   DrawPenStrokes(h, {p.x - kDotLength / 2, p.y, kDotLength, 0.0}, 0);
   return Result(h);
@@ -214,8 +241,9 @@ extern "C" KONIB_API int NibDrawLine(void* handle, const _NibWorld4* line) {
     std::swap(start, end);
   }
   const Stroke stroke{start.x, start.y, end.x - start.x, end.y - start.y};
+  const double length = std::hypot(stroke.dx, stroke.dy);
+  if (!Finite(start) || !std::isfinite(length)) return Result(h);  // a line no sheet holds
   if (h->currentStyle == 0) return DrawPenStrokes(h, stroke, 0);
-  const double length = std::sqrt(stroke.dy * stroke.dy + stroke.dx * stroke.dx);
   if (length < kShortPath) return DrawPenStrokes(h, stroke, 0);
   return DrawDashedLine(h, stroke, length);
 }
@@ -246,12 +274,14 @@ extern "C" KONIB_API int NibDrawArc(void* handle, const _NibWorld2* centre, doub
     double b = std::atan2(to.y, to.x);
     while (a - kEpsilon > b) b += kTwoPi;  // the device arc always runs positively
     deviceAngles = {a, b - a};
-    deviceRadius = std::sqrt(from.y * from.y + from.x * from.x);
+    deviceRadius = std::hypot(from.x, from.y);
   } else {
     _NibWorld2 r{radius, radius};
     WorldLengthToDevice(h, r);
     deviceRadius = std::fabs(r.x);
   }
+  // A curve no sheet holds draws nothing.
+  if (!Finite(c) || !std::isfinite(deviceRadius) || !Finite(deviceAngles)) return Result(h);
   const _NibWorld2* routed = angles != nullptr ? &deviceAngles : nullptr;
   if (dashed || (h->arcLimit >= 0 && deviceRadius > h->arcLimit)) {
     return DrawStyledArc(h, routed, c, h->currentStyle, deviceRadius);

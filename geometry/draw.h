@@ -26,7 +26,8 @@ int DrawDeviceArc(NibHandle* h, const _NibWorld2& centre, const _NibWorld2* angl
 // A circle or arc as chords, dashed by `style`, for every stroke of the pen.
 int DrawStyledArc(NibHandle* h, const _NibWorld2* angles, const _NibWorld2& centre, int style, double radius);
 
-// One solid arc as a chain of chords of 0.2 plot units.
-int DrawChordArc(NibHandle* h, const _NibWorld2& angles, const _NibWorld2& centre, double radius);
+// One solid arc as a chain of chords spanning `step` radians each, the last
+// one shorter.
+int DrawChordArc(NibHandle* h, const _NibWorld2& angles, const _NibWorld2& centre, double radius, double step);
 
 }  // namespace konib

@@ -1,5 +1,9 @@
 #include "geometry/draw.h"
 
+#include <cmath>
+#include <limits>
+#include <string>
+
 #include <gtest/gtest.h>
 
 #include "support/model_handle.h"
@@ -176,6 +180,45 @@ TEST(DrawArc, ChordsFollowTheCircle) {
             "P2;S;M1.000,0.000;L0.980,0.199;L0.921,0.389;L0.878,0.479;");
   m.Arc(500, 400, 1, 0, 0);  // a sweep of 0: a stroke of zero length
   EXPECT_EQ(m.Take(), "M501.000,400.000;L501.000,400.000;");
+}
+
+// World values that no drawing would use: a value no sheet holds draws
+// nothing; a huge one draws what the clip lets through, in bounded time;
+// and the handle goes on working.
+TEST(Draw, NonFiniteAndHugeValuesEnd) {
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  const double inf = std::numeric_limits<double>::infinity();
+  for (int style : {0, 2}) {
+    for (const char* drawArc : {"150", "-1"}) {
+      Plotter m("1", drawArc);
+      NibSetStyle(m.get(), style);
+      m.Pen(1, 3, 0.5);
+      for (double v : {nan, inf, -inf, 1e300, -1e300}) {
+        EXPECT_EQ(m.Line(v, 10, 20, 20), 1);
+        EXPECT_EQ(m.Line(10, 10, v, v), 1);
+        EXPECT_EQ(m.Circle(v, 400, 10), 1);
+        EXPECT_EQ(m.Arc(500, 400, 10, v, 1), 1);
+        EXPECT_EQ(m.Arc(500, 400, v, v, v), 1);
+        _NibWorld2 dot{v, v};
+        EXPECT_EQ(NibDrawDot(m.get(), &dot), 1);
+        const std::string drawn = m.Take();
+        if (std::isfinite(v)) {
+          EXPECT_LT(drawn.size(), 100000u) << v;
+        } else {
+          EXPECT_EQ(drawn, "P2;") << v;  // the pen is selected, nothing drawn
+        }
+        m.h()->stateFlags = 0;
+      }
+      // A circle around the whole sheet shows nothing of itself.
+      EXPECT_EQ(m.Circle(500, 400, 1e300), 1);
+      EXPECT_EQ(m.Take(), "P2;");
+      m.h()->stateFlags = 0;
+      m.Pen(1, 1, 0);
+      NibSetStyle(m.get(), 0);
+      m.Line(10, 20, 30, 40);
+      EXPECT_EQ(m.Take(), "P2;S;M10.0,20.0;L30.0,40.0;");
+    }
+  }
 }
 
 }  // namespace
