@@ -1,0 +1,87 @@
+// Drives a whole job through a model made of arbitrary bytes: the text is
+// model text, and the model is the one its first section head names (its
+// command set may stand in the same text). Whatever the text, the job must
+// end, write nothing out of bounds and leak nothing.
+#include <KoNib.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <initializer_list>
+
+namespace {
+
+// A device that takes a few megabytes and then refuses, as a full disk would.
+struct Sink {
+  std::size_t taken = 0;
+};
+
+int Put(void* cookie, const char*) {
+  Sink* sink = static_cast<Sink*>(cookie);
+  return ++sink->taken < (4u << 20);
+}
+
+void DrawSheet(void* h) {
+  const _NibWorld4 lines[] = {
+      {{10, 10}, {200, 100}}, {{-50, 20}, {500, 0}}, {{100, 100}, {0.05, 0}}};
+  const _NibWorld2 centre{150, 120};
+  const _NibWorld2 arc{0.5, 4.0};
+  const _NibWorld2 dot{30, 40};
+  for (int pen = 0; pen <= 3; ++pen) {
+    NibSetPen(h, pen);
+    for (int style : {0, 2, 7}) {
+      NibSetStyle(h, style);
+      for (const _NibWorld4& line : lines) NibDrawLine(h, &line);
+      NibDrawArc(h, &centre, 40, nullptr);
+      NibDrawArc(h, &centre, 300, &arc);
+      NibDrawDot(h, &dot);
+    }
+  }
+}
+
+// The name in the first line that begins with '['; empty if there is none.
+void FirstSectionName(const char* text, std::size_t size, char* name, std::size_t capacity) {
+  name[0] = '\0';
+  for (std::size_t i = 0; i < size; ++i) {
+    if (text[i] != '[' || (i > 0 && text[i - 1] != '\n')) continue;
+    std::size_t n = 0;
+    for (std::size_t j = i + 1; j < size && text[j] != ']' && text[j] != '\n' && n + 1 < capacity;
+         ++j)
+      name[n++] = text[j];
+    name[n] = '\0';
+    return;
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const char* text = reinterpret_cast<const char*>(data);
+  char name[256];
+  FirstSectionName(text, size, name, sizeof name);
+  _NibREG_DATA* list = NibGetRegistry2(text, static_cast<unsigned long>(size), nullptr, 0, name);
+  const _NibWorld2 sheet{400, 277};
+  void* h = NibGetHandle(&sheet);
+  if (h == nullptr) {
+    NibFreeRegistry2(list);
+    return 0;
+  }
+  Sink sink;
+  NibSetDevice(h, &sink, Put, nullptr);
+  if (list != nullptr) NibSetPlotter2(h, list);
+  NibFreeRegistry2(list);
+  NibInitiate(h);
+  NibStartPage(h);
+  DrawSheet(h);
+  const _NibWorld4 window{{0, 0}, {100, 100}};
+  const _NibWorld4 view{{20, 20}, {50, 50}};
+  NibSetWindow(h, &window);
+  NibSetViewRelative(h, &view);
+  DrawSheet(h);
+  NibSetViewRelative(h, nullptr);
+  NibHome(h);
+  NibEndPage(h);
+  NibTerminate(h);
+  NibFreeHandle(h);
+  return 0;
+}
