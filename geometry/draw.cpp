@@ -36,7 +36,11 @@ NibHandle* Admit(void* handle, bool* skip) {
   return h;
 }
 
-double Distance(const _NibWorld2& a, const _NibWorld2& b) { return std::hypot(b.x - a.x, b.y - a.y); }
+double Distance(const _NibWorld2& a, const _NibWorld2& b) {
+  const double dx = b.x - a.x;
+  const double dy = b.y - a.y;
+  return std::sqrt(dx * dx + dy * dy);
+}
 
 bool Finite(const _NibWorld2& p) { return std::isfinite(p.x) && std::isfinite(p.y); }
 
@@ -78,8 +82,8 @@ int DrawDashedLine(NibHandle* h, const Stroke& line, double length) {
       double pos, seg;
       while (layout.Next(&pos, &seg) && to >= pos) {
         if (from > pos + seg) continue;
-        const Stroke piece{way.x + pos * way.dx / length, way.y + pos * way.dy / length, seg * way.dx / length,
-                           seg * way.dy / length};
+        const Stroke piece{line.x + pos * line.dx / length + ox, line.y + pos * line.dy / length + oy,
+                           seg * line.dx / length, seg * line.dy / length};
         DrawStroke(h, piece, 0, false);
         if (h->failure != kGood) return 0;
       }
@@ -88,6 +92,26 @@ int DrawDashedLine(NibHandle* h, const Stroke& line, double length) {
     oy -= ny;
   }
   return 1;
+}
+
+// Whether chords of at most `step` radians on the circle could cross the clip
+// rectangle. They lie in the ring between the circle and the circle through
+// their midpoints; only a rectangle wholly outside the circle or wholly
+// inside that inner circle sees none of them. The margins keep the answer
+// on the side of drawing.
+bool ChordsMayShow(const double rect[4], const _NibWorld2& centre, double radius, double step) {
+  const double left = std::min(rect[0], rect[0] + rect[2]) - kClipTolerance;
+  const double right = std::max(rect[0], rect[0] + rect[2]) + kClipTolerance;
+  const double bottom = std::min(rect[1], rect[1] + rect[3]) - kClipTolerance;
+  const double top = std::max(rect[1], rect[1] + rect[3]) + kClipTolerance;
+  const double nearX = std::max(left - centre.x, std::max(0.0, centre.x - right));
+  const double nearY = std::max(bottom - centre.y, std::max(0.0, centre.y - top));
+  const double farX = std::max(std::fabs(left - centre.x), std::fabs(right - centre.x));
+  const double farY = std::max(std::fabs(bottom - centre.y), std::fabs(top - centre.y));
+  const double outer = radius * (1 + 1e-9) + 1e-9;
+  const double inner = radius * std::cos(std::min(step, kTwoPi / 2) / 2) * (1 - 1e-9) - 1e-9;
+  if (nearX * nearX + nearY * nearY > outer * outer) return false;  // the rectangle lies beyond the circle
+  return !(inner > 0 && inner * inner > farX * farX + farY * farY);  // or within the ring's hole
 }
 
 // A curve too short for chords: one straight stroke.
@@ -116,7 +140,7 @@ int DrawStroke(NibHandle* h, const Stroke& stroke, int style, bool reversed) {
 
 int DrawPenStrokes(NibHandle* h, const Stroke& stroke, int style) {
   const NibPenRow& pen = CurrentPen(h);
-  const double length = std::hypot(stroke.dx, stroke.dy);
+  const double length = std::sqrt(stroke.dx * stroke.dx + stroke.dy * stroke.dy);
   double nx = 0.0, ny = pen.strokeSpacing;
   if (length > kEpsilon) {
     nx = -stroke.dy * (pen.strokeSpacing / length);
@@ -172,12 +196,11 @@ int DrawStyledArc(NibHandle* h, const _NibWorld2* angles, const _NibWorld2& cent
   double strokeRadius = (pen.strokes - 1) * pen.strokeSpacing * 0.5 + radius;
   const double start = angles != nullptr ? angles->x : 0.0;
   for (int i = 0; i < pen.strokes; ++i) {
-    _NibWorld2 visible[kMaxArcPieces];
-    if (h->clipEnabled == 0 || ClipArc(visible, h->clipRect, centre, angles, strokeRadius) != 0) {
+    const double step = std::max(kChordStep / strokeRadius, fewestChords);
+    if (h->clipEnabled == 0 || ChordsMayShow(h->clipRect, centre, strokeRadius, step)) {
       // Laid out for the nominal radius: every stroke has the same dashes as
       // angles, longer on the outer strokes, shorter on the inner ones.
       DashLayout layout(h, style, length, angles == nullptr);
-      const double step = std::max(kChordStep / strokeRadius, fewestChords);
       double pos, seg;
       while (layout.Next(&pos, &seg)) {
         const _NibWorld2 piece{start + pos / radius, seg / radius};
@@ -241,8 +264,9 @@ extern "C" KONIB_API int NibDrawLine(void* handle, const _NibWorld4* line) {
     std::swap(start, end);
   }
   const Stroke stroke{start.x, start.y, end.x - start.x, end.y - start.y};
-  const double length = std::hypot(stroke.dx, stroke.dy);
-  if (!Finite(start) || !std::isfinite(length)) return Result(h);  // a line no sheet holds
+  const double length = std::sqrt(stroke.dy * stroke.dy + stroke.dx * stroke.dx);
+  // A line no sheet holds; so long that its length overflows, too.
+  if (!Finite(start) || !std::isfinite(length)) return Result(h);
   if (h->currentStyle == 0) return DrawPenStrokes(h, stroke, 0);
   if (length < kShortPath) return DrawPenStrokes(h, stroke, 0);
   return DrawDashedLine(h, stroke, length);
@@ -274,7 +298,7 @@ extern "C" KONIB_API int NibDrawArc(void* handle, const _NibWorld2* centre, doub
     double b = std::atan2(to.y, to.x);
     while (a - kEpsilon > b) b += kTwoPi;  // the device arc always runs positively
     deviceAngles = {a, b - a};
-    deviceRadius = std::hypot(from.x, from.y);
+    deviceRadius = std::sqrt(from.y * from.y + from.x * from.x);
   } else {
     _NibWorld2 r{radius, radius};
     WorldLengthToDevice(h, r);

@@ -183,8 +183,8 @@ TEST(DrawArc, ChordsFollowTheCircle) {
 }
 
 // World values that no drawing would use: a value no sheet holds draws
-// nothing; a huge one draws what the clip lets through, in bounded time;
-// and the handle goes on working.
+// nothing; a huge one ends soon with little output; and the handle goes on
+// working.
 TEST(Draw, NonFiniteAndHugeValuesEnd) {
   const double nan = std::numeric_limits<double>::quiet_NaN();
   const double inf = std::numeric_limits<double>::infinity();
@@ -219,6 +219,27 @@ TEST(Draw, NonFiniteAndHugeValuesEnd) {
       EXPECT_EQ(m.Take(), "P2;S;M10.0,20.0;L30.0,40.0;");
     }
   }
+}
+
+// Lengths and radii are square roots of sums of squares, and the chords of a
+// circle lie inside it: cases on the very edge of each decision.
+TEST(Draw, DecisionsOnTheEdge) {
+  Plotter m("6");
+  // The corners of the sheet lie just inside the circle, between its chords
+  // and its arc: the chords still show there.
+  m.Circle(500, 400, 640.31242674328485);
+  EXPECT_EQ(m.Take(),
+            "P2;S;M1000.000000,799.999996;L999.999997,800.000000;M0.000003,800.000000;L0.000000,799.999996;"
+            "M0.000000,0.000004;L0.000003,0.000000;M999.999997,0.000000;L1000.000000,0.000004;");
+  // The mapped start point lies exactly 150 from the centre: the device road.
+  m.Arc(500, 400, 150, 0.13209912308276678, 1.0);
+  EXPECT_EQ(m.Take(), "A500.000000,400.000000,150.000000,7.6,57.3;");
+  // A line of length 0.1 exactly is dashed; a hair shorter, it is solid.
+  NibSetStyle(m.get(), 2);
+  const double t = 4.5271995300920826;
+  m.h()->stateFlags &= ~kPositionKnown;
+  m.Line(100, 100, 100 + 0.1 * std::cos(t), 100 + 0.1 * std::sin(t));
+  EXPECT_EQ(m.Take(), "M100.000000,100.000000;L99.992635,99.960684;L99.981587,99.901710;");
 }
 
 }  // namespace
