@@ -11,6 +11,7 @@ namespace {
 
 bool IsBlank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+bool IsHexDigit(char c) { return IsDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); }
 
 const char* EndOf(const char* text, const char* end) { return end != nullptr ? end : text + std::strlen(text); }
 
@@ -38,13 +39,23 @@ double ReadDouble(const char* text, const char* end) {
   if (text < end && (*text == '-' || *text == '+')) negative = *text++ == '-';
   // from_chars takes its own minus sign; the sign is ours alone.
   if (text >= end || *text == '-' || *text == '+') return 0.0;
+  // As atof, "0x" starts a hexadecimal number, with a binary exponent "p",
+  // when a hexadecimal digit follows; otherwise the number is the 0 alone.
+  std::chars_format format = std::chars_format::general;
+  char exponentLetter = 'e';
+  if (end - text > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X') &&
+      (IsHexDigit(text[2]) || (text[2] == '.' && end - text > 3 && IsHexDigit(text[3])))) {
+    format = std::chars_format::hex;
+    exponentLetter = 'p';
+    text += 2;
+  }
   double value = 0.0;
-  auto [ptr, ec] = std::from_chars(text, end, value, std::chars_format::general);
+  auto [ptr, ec] = std::from_chars(text, end, value, format);
   if (ec == std::errc::invalid_argument) return 0.0;
   if (ec == std::errc::result_out_of_range) {
     // Too large or too small for a double: as atof, infinity or zero.
     const char* exponent = text;
-    while (exponent < ptr && *exponent != 'e' && *exponent != 'E') ++exponent;
+    while (exponent < ptr && (*exponent | 0x20) != exponentLetter) ++exponent;
     bool tiny = exponent + 1 < ptr && exponent[1] == '-';
     value = tiny ? 0.0 : std::numeric_limits<double>::infinity();
   }

@@ -15,7 +15,8 @@ namespace konib::platform {
 int ReadInt(const char* text, const char* end = nullptr);
 
 // atof of the bytes [text, end): leading white space, optional sign, digits
-// with an optional point and exponent, "inf" and "nan"; stops at the first
+// with an optional point and exponent, hexadecimal after "0x" with a binary
+// exponent after "p", "inf" and "nan"; stops at the first
 // byte that cannot continue the number; 0 if there is none. Overflow gives
 // infinity with the number's sign, underflow 0.
 double ReadDouble(const char* text, const char* end = nullptr);

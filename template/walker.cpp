@@ -128,8 +128,10 @@ int WalkTemplate(NibHandle* h, const char* text, const char* end, const WalkRule
     }
     ++p;
     // A template that ends in a lone backslash: the backslash is dropped,
-    // like that of any unrecognised escape, and nothing follows it.
-    if (*p == '\0' || (end != nullptr && p >= end)) break;
+    // like that of any unrecognised escape, and nothing follows it. A field
+    // that ends in one (a trail byte 0x5C) is followed by its comma, which
+    // goes out as the unrecognised escape's byte.
+    if (*p == '\0') break;
     if (MatchesGuard(p, rules.guard)) continue;  // the letters go out as plain text
     std::size_t used = ExpandEscape(h, p, rules);
     if (used > 0) {

@@ -39,6 +39,11 @@ TEST(ReadDouble, BehavesAsAtof) {
   EXPECT_EQ(ReadDouble("1e999"), HUGE_VAL);
   EXPECT_EQ(ReadDouble("-1e999"), -HUGE_VAL);
   EXPECT_EQ(ReadDouble("1e-999"), 0.0);
+  EXPECT_EQ(ReadDouble(" -0x10"), -16.0);  // hexadecimal, as atof reads it
+  EXPECT_EQ(ReadDouble("0X1.8p1,5"), 3.0);
+  EXPECT_EQ(ReadDouble("0x1p99999"), HUGE_VAL);
+  EXPECT_EQ(ReadDouble("0xg"), 0.0);  // the 0 alone
+  EXPECT_EQ(ReadDouble("0e"), 0.0);
   const char text[] = "12.75";
   EXPECT_EQ(ReadDouble(text, text + 4), 12.7);
 }

@@ -47,6 +47,12 @@ TEST(PenEscape, TrailByte5CInAFieldStillStartsAnEscape) {
   expand.Set(NibKeyPenTbl, "0,\x95\\n,2");  // the field is two bytes and "n"
   expand.h()->devicePen = 1;
   EXPECT_EQ(expand("\\pn"), std::string("\x95\r\n"));
+  // At the field's end, the backslash takes the comma behind it.
+  expand.Set(NibKeyPenTbl, "\x95\\,B");
+  EXPECT_EQ(expand("[\\p0]"), std::string("[\x95,]"));
+  expand.Set(NibKeyPenTbl, "0,1,\x95\\");  // the last field: nothing follows
+  expand.h()->devicePen = 2;
+  EXPECT_EQ(expand("[\\pn]"), std::string("[\x95]"));
 }
 
 TEST(LineStyleEscape, WorkedExample) {
