@@ -82,13 +82,9 @@ extern "C" KONIB_API int NibSetDeviceProc(void* handle, const _NibDeviceProc* pr
 
 extern "C" KONIB_API int _spfunc_write(NibSpfuncCall* call, const char* data, uint32_t length) {
   auto* h = static_cast<NibHandle*>(call->handle);
-  if (length == 0xFFFFFFFFu) length = static_cast<uint32_t>(std::strlen(data));
-  // EmitBytes counts in signed lengths; a longer block goes in pieces.
-  while (length > 0x7FFFFFFFu) {
-    if (EmitBytes(h, data, 0x7FFFFFFF) == 0) return 0;
-    data += 0x7FFFFFFF;
-    length -= 0x7FFFFFFFu;
-  }
+  if (length == 0xFFFFFFFFu) return EmitBytes(h, data, static_cast<std::int32_t>(std::strlen(data)));
+  // Any other length is taken as signed: from 0x80000000 up it is below 0,
+  // and nothing is sent.
   return EmitBytes(h, data, static_cast<std::int32_t>(length));
 }
 

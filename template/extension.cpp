@@ -140,7 +140,10 @@ bool PutEscapedBytes(NibHandle* h, const char* p, const char* end, const char* g
   while (p < end && *p != '\0') {
     if (*p == '\\') {
       ++p;
-      if (p >= end || *p == '\0') break;  // a lone backslash at the end is dropped
+      // A backslash that ends the arguments or a field is followed by the
+      // byte behind them (the "]" or the comma), which counts as plain; only
+      // the terminator is never passed.
+      if (*p == '\0') break;
       bool guarded = guard != nullptr && platform::ToUpper(p[0]) == platform::ToUpper(guard[0]) &&
                      platform::ToUpper(p[1]) == platform::ToUpper(guard[1]);
       std::size_t used = guarded ? 0 : ExpandArgumentEscape(h, p, count);

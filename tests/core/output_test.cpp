@@ -149,6 +149,8 @@ TEST(ExtensionEntries, WriteReadAndCheck) {
   EXPECT_EQ(_spfunc_write(&call, "", 0xFFFFFFFFu), 1);
   EXPECT_EQ(_spfunc_write(&call, "PU;", 0xFFFFFFFFu), 1);
   EXPECT_EQ(_spfunc_write(&call, "PD;", 2), 1);
+  EXPECT_EQ(_spfunc_write(&call, "AB", 0xFFFFFFFEu), 1);  // a length below 0: nothing
+  EXPECT_EQ(_spfunc_write(&call, "AB", 0x80000000u), 1);
   EXPECT_EQ(device.bytes, "PU;PD");
   char byte = 0;
   EXPECT_EQ(_spfunc_read(&call, &byte), 1);

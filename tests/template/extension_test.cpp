@@ -36,7 +36,8 @@ TEST(Extension, ArgumentsAreExpandedAndHandedOver) {
   EXPECT_EQ(expand("\\[probe.Echo,x,y]"), "<x,y:4>");
   EXPECT_EQ(expand("\\[probe.Echo,\\$5D]"), "<]:2>");
   EXPECT_EQ(expand("\\[probe.Echo,\\x1\\pn\\ls\\\\]"), "<x1pnls\\:8>");
-  EXPECT_EQ(expand("\\[probe.Echo,a\\]b"), "<a:2>b");  // the first ] ends the call
+  // The first ] ends the call; a backslash before it takes it as plain.
+  EXPECT_EQ(expand("\\[probe.Echo,a\\]b"), "<a]:3>b");
 }
 
 TEST(Extension, ChoicesReachTheArguments) {
@@ -44,6 +45,10 @@ TEST(Extension, ChoicesReachTheArguments) {
   _NibRegInfo items[] = {{NibKeyPaperSize, 0, "P\\$41\\pp\\po"}, {NibKeyOrientation, 0, "0,L\\n"}};
   ASSERT_EQ(NibSetPlotter(expand.handle.get(), items, 2), 1);
   EXPECT_EQ(expand("\\[probe.Echo,\\pp]"), "<PAppL\r\n:8>");
+  // A field that ends in a trail byte 0x5C: that backslash takes the comma.
+  _NibRegInfo kanji[] = {{NibKeyPaperSize, 0, "X\x83\\,Y"}};
+  ASSERT_EQ(NibSetPlotter(expand.handle.get(), kanji, 1), 1);
+  EXPECT_EQ(expand("\\pp|\\[probe.Echo,\\pp]"), std::string("X\x83,|<X\x83,:4>"));
 }
 
 TEST(Extension, SyntaxThatIsNoCall) {
