@@ -9,16 +9,6 @@ namespace {
 constexpr double kT = kClipTolerance;
 constexpr double kTwoPi = 6.283185307179586;
 
-// A box widened by the tolerance on every side.
-struct LooseBox {
-  double left, bottom, right, top;
-  LooseBox(double x0, double y0, double x1, double y1)
-      : left(std::min(x0, x1) - kT), bottom(std::min(y0, y1) - kT), right(std::max(x0, x1) + kT),
-        top(std::max(y0, y1) + kT) {}
-  static LooseBox Of(const double rect[4]) { return LooseBox(rect[0], rect[1], rect[0] + rect[2], rect[1] + rect[3]); }
-  bool Contains(double x, double y) const { return !(left > x || bottom > y || x > right || y > top); }
-};
-
 struct Point {
   double x, y;
 };

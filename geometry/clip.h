@@ -6,6 +6,8 @@
 // device coordinates; angles are in radians.
 #pragma once
 
+#include <algorithm>
+
 #include "KoNib.h"
 
 namespace konib {
@@ -20,6 +22,17 @@ struct Stroke {
 
 // The tolerance of all clipping: a point this close outside an edge is in.
 constexpr double kClipTolerance = 2.220446049250313e-12;
+
+// A box widened by the clip tolerance on every side; from two corners, or
+// from a clip rectangle (x, y, width, height, either extent negative).
+struct LooseBox {
+  double left, bottom, right, top;
+  LooseBox(double x0, double y0, double x1, double y1)
+      : left(std::min(x0, x1) - kClipTolerance), bottom(std::min(y0, y1) - kClipTolerance),
+        right(std::max(x0, x1) + kClipTolerance), top(std::max(y0, y1) + kClipTolerance) {}
+  static LooseBox Of(const double rect[4]) { return LooseBox(rect[0], rect[1], rect[0] + rect[2], rect[1] + rect[3]); }
+  bool Contains(double x, double y) const { return !(left > x || bottom > y || x > right || y > top); }
+};
 
 // The most visible arcs ClipArc can give: a circle meets the four edges in
 // at most eight points, and the arc's own two ends make ten angles and nine

@@ -100,14 +100,11 @@ int DrawDashedLine(NibHandle* h, const Stroke& line, double length) {
 // inside that inner circle sees none of them. The margins keep the answer
 // on the side of drawing.
 bool ChordsMayShow(const double rect[4], const _NibWorld2& centre, double radius, double step) {
-  const double left = std::min(rect[0], rect[0] + rect[2]) - kClipTolerance;
-  const double right = std::max(rect[0], rect[0] + rect[2]) + kClipTolerance;
-  const double bottom = std::min(rect[1], rect[1] + rect[3]) - kClipTolerance;
-  const double top = std::max(rect[1], rect[1] + rect[3]) + kClipTolerance;
-  const double nearX = std::max(left - centre.x, std::max(0.0, centre.x - right));
-  const double nearY = std::max(bottom - centre.y, std::max(0.0, centre.y - top));
-  const double farX = std::max(std::fabs(left - centre.x), std::fabs(right - centre.x));
-  const double farY = std::max(std::fabs(bottom - centre.y), std::fabs(top - centre.y));
+  const LooseBox box = LooseBox::Of(rect);
+  const double nearX = std::max(box.left - centre.x, std::max(0.0, centre.x - box.right));
+  const double nearY = std::max(box.bottom - centre.y, std::max(0.0, centre.y - box.top));
+  const double farX = std::max(std::fabs(box.left - centre.x), std::fabs(box.right - centre.x));
+  const double farY = std::max(std::fabs(box.bottom - centre.y), std::fabs(box.top - centre.y));
   const double outer = radius * (1 + 1e-9) + 1e-9;
   const double inner = radius * std::cos(std::min(step, kTwoPi / 2) / 2) * (1 - 1e-9) - 1e-9;
   if (nearX * nearX + nearY * nearY > outer * outer) return false;  // the rectangle lies beyond the circle
