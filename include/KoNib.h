@@ -26,6 +26,16 @@
 
 #include <stdint.h>
 
+/* A registry root or key (HKEY) and a pair of 32-bit integers (POINT): the
+ * system's own on Windows. Elsewhere an opaque key of the library's model
+ * store, whose roots are directories (see NibOpenRegistryDirectory). */
+#if defined(_WIN32)
+#  include <windows.h>
+#else
+typedef struct NibRegKey* HKEY;
+typedef struct tagPOINT { int32_t x; int32_t y; } POINT;
+#endif
+
 #if defined(_WIN32)
 #  if defined(KONIB_BUILDING)
 #    define KONIB_API __declspec(dllexport)
