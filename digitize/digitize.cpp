@@ -6,6 +6,7 @@
 
 #include <cstring>
 
+#include "core/output.h"
 #include "template/walker.h"
 
 namespace konib {
@@ -38,7 +39,10 @@ extern "C" KONIB_API int NibStartDigitize(void* handle) {
 extern "C" KONIB_API int NibEndDigitize(void* handle) {
   NibHandle* h = Working(handle);
   if (h == nullptr) return 0;
-  return ExpandTemplate(h, h->text[kDigitizeEnd]);
+  // With block output the end of digitizing goes out now: an application
+  // that frees the handle next would otherwise leave the device digitizing.
+  if (ExpandTemplate(h, h->text[kDigitizeEnd]) == 0) return 0;
+  return FlushOutput(h);
 }
 
 extern "C" KONIB_API int NibDigitizePen(void* handle, int pen) {

@@ -14,9 +14,9 @@ namespace {
 
 // The number escapes of a pattern, tried in this order.
 struct NumberEscape {
-  const char* name;     // without regard to case
-  std::uint32_t mark;   // 0: the number is dropped
-  bool fromCentre;      // the device counts from the middle of the area
+  const char* name;    // without regard to case
+  std::uint32_t mark;  // 0: the number is dropped
+  bool fromCentre;     // the device counts from the middle of the area
 };
 
 const NumberEscape kNumberEscapes[] = {
@@ -70,7 +70,8 @@ void InvokeReader(void* function, NibSpfuncCall* call, const void* data) {
   auto* reading = static_cast<Reading*>(const_cast<void*>(data));
   _NibWorld2 pair{0.0, 0.0};
   std::uint32_t word = 0;
-  if (reinterpret_cast<int (*)(NibSpfuncCall*, _NibWorld2*, std::uint32_t*)>(function)(call, &pair, &word) == 0) {
+  if (reinterpret_cast<int (*)(NibSpfuncCall*, _NibWorld2*, std::uint32_t*)>(function)(
+          call, &pair, &word) == 0) {
     return;
   }
   if (word & kMarkX) reading->value.x = pair.x;
@@ -126,7 +127,8 @@ std::size_t ReadReplyNumber(NibHandle* h, const char* text, double* target, bool
 
 std::size_t MatchReply(NibHandle* h, const char* text, Reading* reading) {
   if (text[0] != '<') return 0;
-  if (h->failure == kGood) FlushOutput(h);  // the request must reach the device before its reply is awaited
+  if (h->failure == kGood)
+    FlushOutput(h);  // the request must reach the device before its reply is awaited
   const char* p = text + 1;
   // To stop is to return what was consumed: the walk of the template goes
   // on at the byte whose comparison failed.

@@ -407,12 +407,13 @@ KONIB_API void NibFreeRegModelNames(const char* names);
 /* ends the handle as a read callback that returns 0 does. A number holds at */
 /* most 31 bytes, blanks in front of it not counted; a longer one is read up */
 /* to its terminator and counts as not delivered. With only a block output  */
-/* callback bound, waiting output is handed to it before a reply is read.    */
+/* callback bound, waiting output is handed to it before a reply is read     */
+/* and at the end of NibEndDigitize.                                         */
 
 /* Sends Digitize.Start. */
 KONIB_API int NibStartDigitize(void* handle);
 
-/* Sends Digitize.End. */
+/* Sends Digitize.End and hands waiting output to the device. */
 KONIB_API int NibEndDigitize(void* handle);
 
 /* Selects the digitizer's pen by index into the pen table, 0 to 16: sends
