@@ -127,8 +127,8 @@ std::size_t ReadReplyNumber(NibHandle* h, const char* text, double* target, bool
 
 std::size_t MatchReply(NibHandle* h, const char* text, Reading* reading) {
   if (text[0] != '<') return 0;
-  if (h->failure == kGood)
-    FlushOutput(h);  // the request must reach the device before its reply is awaited
+  // The request must reach the device before its reply is awaited.
+  if (h->failure == kGood) FlushOutput(h);
   const char* p = text + 1;
   // To stop is to return what was consumed: the walk of the template goes
   // on at the byte whose comparison failed.
