@@ -26,8 +26,7 @@ int EmitBytes(NibHandle* h, const char* data, std::int32_t length) {
   if (h->writeProc == nullptr) return 1;  // nothing bound: dropped, and that is fine
   while (length > 0) {
     std::uint32_t room = kOutBufferSize - h->outUsed;
-    std::uint32_t take =
-        static_cast<std::uint32_t>(length) < room ? static_cast<std::uint32_t>(length) : room;
+    std::uint32_t take = static_cast<std::uint32_t>(length) < room ? static_cast<std::uint32_t>(length) : room;
     std::memcpy(h->outBuffer + h->outUsed, data, take);
     h->outUsed += take;
     data += take;
@@ -90,8 +89,7 @@ extern "C" KONIB_API int NibSetDeviceProc(void* handle, const _NibDeviceProc* pr
 
 extern "C" KONIB_API int _spfunc_write(NibSpfuncCall* call, const char* data, uint32_t length) {
   auto* h = static_cast<NibHandle*>(call->handle);
-  if (length == 0xFFFFFFFFu)
-    return EmitBytes(h, data, static_cast<std::int32_t>(std::strlen(data)));
+  if (length == 0xFFFFFFFFu) return EmitBytes(h, data, static_cast<std::int32_t>(std::strlen(data)));
   // Any other length is taken as signed: from 0x80000000 up it is below 0,
   // and nothing is sent.
   return EmitBytes(h, data, static_cast<std::int32_t>(length));

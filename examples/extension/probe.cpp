@@ -38,14 +38,12 @@ int Echo(NibSpfuncCall* call) {
 int Record(NibSpfuncCall* call) {
   bool entries = call->write != nullptr && call->read != nullptr && call->readCheck != nullptr &&
                  call->handle != nullptr;
-  Send(call,
-       "paper=" + Num(call->paperX) + "," + Num(call->paperY) + " size=" + Num(call->sizeX) + "," +
-           Num(call->sizeY) + " step=" + Num(call->step) +
-           " decimals=" + std::to_string(call->decimals) + " pitch1=" + Num(call->stylePitch[1]) +
-           " flags=" + std::to_string(call->stateFlags) + " pos=" + Num(call->devicePosX) + "," +
-           Num(call->devicePosY) + " style=" + std::to_string(call->deviceStyle) +
-           " pen=" + std::to_string(call->devicePen) + " code=" + std::to_string(call->dataCode) +
-           " entries=" + (entries ? "yes" : "no"));
+  Send(call, "paper=" + Num(call->paperX) + "," + Num(call->paperY) + " size=" + Num(call->sizeX) + "," +
+                 Num(call->sizeY) + " step=" + Num(call->step) + " decimals=" + std::to_string(call->decimals) +
+                 " pitch1=" + Num(call->stylePitch[1]) + " flags=" + std::to_string(call->stateFlags) +
+                 " pos=" + Num(call->devicePosX) + "," + Num(call->devicePosY) +
+                 " style=" + std::to_string(call->deviceStyle) + " pen=" + std::to_string(call->devicePen) +
+                 " code=" + std::to_string(call->dataCode) + " entries=" + (entries ? "yes" : "no"));
   return 1;
 }
 
@@ -82,14 +80,10 @@ int Circle(NibSpfuncCall* call, const _NibWorld2* centre, double radius) {
 
 // Arc commands hand over the centre, the radius and the angle pair.
 int Arc(NibSpfuncCall* call, const _NibWorld2* centre, double radius, const _NibWorld2* angles) {
-  Send(call, "(" + Num(centre->x) + "," + Num(centre->y) + " r" + Num(radius) + " a" +
-                 Num(angles->x) + "," + Num(angles->y) + ")");
+  Send(call, "(" + Num(centre->x) + "," + Num(centre->y) + " r" + Num(radius) + " a" + Num(angles->x) + "," +
+                 Num(angles->y) + ")");
   return 1;
 }
-
-}  // extern "C"
-
-extern "C" {
 
 // Digitizing hands over a pair and a word: with the arguments
 // "result,word,x,y" this fills them so, and says what it did.
