@@ -95,8 +95,8 @@ extern "C" KONIB_API int _spfunc_write(NibSpfuncCall* call, const char* data, ui
   return EmitBytes(h, data, static_cast<std::int32_t>(length));
 }
 
-extern "C" KONIB_API int _spfunc_read(NibSpfuncCall* call, char* byte) {
-  return ReadByte(static_cast<NibHandle*>(call->handle), byte);
+extern "C" KONIB_API int _spfunc_read(NibSpfuncCall* call, char* out) {
+  return ReadByte(static_cast<NibHandle*>(call->handle), out);
 }
 
 extern "C" KONIB_API int _spfunc_readcheck(NibSpfuncCall* call, uint32_t value) {
