@@ -363,33 +363,6 @@ KONIB_API int NibSetPlotter2(void* handle, const _NibREG_DATA* list);
 KONIB_API int NibSetPlotterInfo(void* handle, unsigned long mask, const _NibInfo* info);
 
 /* ------------------------------------------------------------------------ */
-/* Model load                                                                */
-
-/* Builds the list of model `model` from model text in memory: text in the
- * form of a model file, CR LF lines, `[section]` heads and `name=value`
- * lines (the name is all before the first '=', the value all behind it,
- * blanks included; the byte 0x1A ends the text). The texts need not be
- * NUL-terminated and are only read. When the model's section has a value
- * `Command`, the section of that name in `commandText` (or, if that is NULL
- * or of size 0, in `modelText`) is the model's command set: the result holds
- * the command values first, unless a machine value has the same name
- * (without regard to case), then all machine values. Returns one block that
- * the caller gives back with NibFreeRegistry2, or NULL when a section is
- * missing or holds no value line, or memory ran out. */
-KONIB_API _NibREG_DATA* NibGetRegistry2(const void* modelText, unsigned long modelSize, const void* commandText,
-                                        unsigned long commandSize, const char* model);
-
-/* Give back a block that the library handed out; one routine under seven
- * names. NULL is allowed. */
-KONIB_API void NibFreeRegistry(const _NibREG_DATA* list);
-KONIB_API void NibFreeRegistry2(const _NibREG_DATA* list);
-KONIB_API void NibFreePaperInfo(const _NibPAPER_INFO* info);
-KONIB_API void NibFreeBinInfo(const _NibBIN_INFO* info);
-KONIB_API void NibFreeStepSizeInfo(const _NibSTEPSIZE_INFO* info);
-KONIB_API void NibFreeExtensionInfo(const _NibEXTENSION_INFO* info);
-KONIB_API void NibFreeRegModelNames(const char* names);
-
-/* ------------------------------------------------------------------------ */
 /* Digitizing                                                                */
 /*                                                                           */
 /* A model that can read positions has a Digitize.Position value: a        */
@@ -440,6 +413,33 @@ KONIB_API int NibDigitizePosition(void* handle, _NibWorld2* position);
  * first with `text` NULL). Without the value: length 0 and an empty text.
  * Either pointer may be NULL. Gives 1. */
 KONIB_API int NibDigitizeKey(void* handle, char* text, int* length);
+
+/* ------------------------------------------------------------------------ */
+/* Model load                                                                */
+
+/* Builds the list of model `model` from model text in memory: text in the
+ * form of a model file, CR LF lines, `[section]` heads and `name=value`
+ * lines (the name is all before the first '=', the value all behind it,
+ * blanks included; the byte 0x1A ends the text). The texts need not be
+ * NUL-terminated and are only read. When the model's section has a value
+ * `Command`, the section of that name in `commandText` (or, if that is NULL
+ * or of size 0, in `modelText`) is the model's command set: the result holds
+ * the command values first, unless a machine value has the same name
+ * (without regard to case), then all machine values. Returns one block that
+ * the caller gives back with NibFreeRegistry2, or NULL when a section is
+ * missing or holds no value line, or memory ran out. */
+KONIB_API _NibREG_DATA* NibGetRegistry2(const void* modelText, unsigned long modelSize, const void* commandText,
+                                        unsigned long commandSize, const char* model);
+
+/* Give back a block that the library handed out; one routine under seven
+ * names. NULL is allowed. */
+KONIB_API void NibFreeRegistry(const _NibREG_DATA* list);
+KONIB_API void NibFreeRegistry2(const _NibREG_DATA* list);
+KONIB_API void NibFreePaperInfo(const _NibPAPER_INFO* info);
+KONIB_API void NibFreeBinInfo(const _NibBIN_INFO* info);
+KONIB_API void NibFreeStepSizeInfo(const _NibSTEPSIZE_INFO* info);
+KONIB_API void NibFreeExtensionInfo(const _NibEXTENSION_INFO* info);
+KONIB_API void NibFreeRegModelNames(const char* names);
 
 /* ------------------------------------------------------------------------ */
 /* Entries for extension functions: each takes the call record it was given. */
