@@ -21,7 +21,10 @@
 // CR and then drops the byte behind it whatever it is, \$HH for the value HH,
 // any other byte for itself, > included. A byte that does not fit stops the
 // pattern: the rest of it goes out as template text, and what was delivered
-// so far stands. That is no error.
+// so far stands. That is no error. A number escape with no terminator
+// behind its name (at the template's end, or \$ without two hexadecimal
+// digits) reads nothing and delivers nothing; the pattern goes on where the
+// terminator should stand, and a bad \$ there stops it.
 //
 // The position is in plot units: the numbers read are device steps, and
 // the result is step times each. Nothing of the mapping is undone: window,
