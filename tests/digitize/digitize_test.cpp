@@ -60,7 +60,7 @@ const std::string kBlanks200(200, ' ');
 
 TEST(DigitizePosition, PatternsPickNumbersOutOfTheReply) {
   const PatternCase cases[] = {
-      {"worked example",
+      {"a point with its pen state",
        "OA;\\<\\x1,\\y1,\\d\\n>",
        "123.5,40,2\r\n",
        "OA;",
