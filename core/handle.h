@@ -98,9 +98,9 @@ enum Slot : int {
 };
 
 struct NibPenRow {
-  std::int32_t number;    // pen number the device knows
-  std::int32_t strokes;   // parallel passes; below 1 the pen draws nothing
-  double strokeSpacing;   // distance between passes, plot units
+  std::int32_t number;   // pen number the device knows
+  std::int32_t strokes;  // parallel passes; below 1 the pen draws nothing
+  double strokeSpacing;  // distance between passes, plot units
 };
 
 struct NibFontAdjustRow {
@@ -110,14 +110,8 @@ struct NibFontAdjustRow {
   double height;
 };
 
-// Attributes of one text (the text drawing issue gives them meaning).
-struct NibTextState {
-  std::uint32_t flags;
-  double width;
-  double height;
-  double pitch;
-  double angle;
-};
+// Attributes of one text, as the device was last told them.
+using NibTextState = _NibTextInfo;
 
 struct NibHandle {
   // Arena and extensions.

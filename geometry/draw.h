@@ -12,6 +12,11 @@
 
 namespace konib {
 
+// The tests every drawing call makes first: the handle works, the clip
+// rectangle is not empty, the current pen draws. Null when the call is
+// refused (result 0); `*skip` when it succeeds without drawing.
+NibHandle* Admit(void* handle, bool* skip);
+
 // One stroke, clipped, in device style `style`; `reversed` draws it from its
 // end to its start. Returns 1 while the handle works.
 int DrawStroke(NibHandle* h, const Stroke& stroke, int style, bool reversed);
@@ -21,13 +26,16 @@ int DrawPenStrokes(NibHandle* h, const Stroke& stroke, int style);
 
 // The device's own circle (`angles` null) or arc, cut into arcs by the clip
 // rectangle, for every stroke of the pen.
-int DrawDeviceArc(NibHandle* h, const _NibWorld2& centre, const _NibWorld2* angles, int style, double radius);
+int DrawDeviceArc(NibHandle* h, const _NibWorld2& centre, const _NibWorld2* angles, int style,
+                  double radius);
 
 // A circle or arc as chords, dashed by `style`, for every stroke of the pen.
-int DrawStyledArc(NibHandle* h, const _NibWorld2* angles, const _NibWorld2& centre, int style, double radius);
+int DrawStyledArc(NibHandle* h, const _NibWorld2* angles, const _NibWorld2& centre, int style,
+                  double radius);
 
 // One solid arc as a chain of chords spanning `step` radians each, the last
 // one shorter.
-int DrawChordArc(NibHandle* h, const _NibWorld2& angles, const _NibWorld2& centre, double radius, double step);
+int DrawChordArc(NibHandle* h, const _NibWorld2& angles, const _NibWorld2& centre, double radius,
+                 double step);
 
 }  // namespace konib
