@@ -98,9 +98,9 @@ enum Slot : int {
 };
 
 struct NibPenRow {
-  std::int32_t number;   // pen number the device knows
-  std::int32_t strokes;  // parallel passes; below 1 the pen draws nothing
-  double strokeSpacing;  // distance between passes, plot units
+  std::int32_t number;    // pen number the device knows
+  std::int32_t strokes;   // parallel passes; below 1 the pen draws nothing
+  double strokeSpacing;   // distance between passes, plot units
 };
 
 struct NibFontAdjustRow {

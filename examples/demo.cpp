@@ -172,8 +172,8 @@ bool Plot(const std::string& folder, const Model& model) {
     std::fprintf(stderr, "demo: cannot read %s\n", path.c_str());
     return false;
   }
-  _NibREG_DATA* list = NibGetRegistry2(text.data(), static_cast<unsigned long>(text.size()),
-                                       nullptr, 0, model.section);
+  _NibREG_DATA* list = NibGetRegistry2(text.data(), static_cast<unsigned long>(text.size()), nullptr, 0,
+                                       model.section);
   if (list == nullptr) {
     std::fprintf(stderr, "demo: no model [%s] in %s\n", model.section, model.file);
     return false;
@@ -184,8 +184,7 @@ bool Plot(const std::string& folder, const Model& model) {
   _NibDeviceProc device{};
   device.cookie = &bytes;
   device.write = Write;
-  bool ok =
-      plotter != nullptr && NibSetDeviceProc(plotter, &device) && NibSetPlotter2(plotter, list);
+  bool ok = plotter != nullptr && NibSetDeviceProc(plotter, &device) && NibSetPlotter2(plotter, list);
   NibFreeRegistry2(list);
   // A pen of three strokes for pen 3; the rest as the model has them.
   _NibInfo info{};

@@ -26,16 +26,13 @@ int DrawPenStrokes(NibHandle* h, const Stroke& stroke, int style);
 
 // The device's own circle (`angles` null) or arc, cut into arcs by the clip
 // rectangle, for every stroke of the pen.
-int DrawDeviceArc(NibHandle* h, const _NibWorld2& centre, const _NibWorld2* angles, int style,
-                  double radius);
+int DrawDeviceArc(NibHandle* h, const _NibWorld2& centre, const _NibWorld2* angles, int style, double radius);
 
 // A circle or arc as chords, dashed by `style`, for every stroke of the pen.
-int DrawStyledArc(NibHandle* h, const _NibWorld2* angles, const _NibWorld2& centre, int style,
-                  double radius);
+int DrawStyledArc(NibHandle* h, const _NibWorld2* angles, const _NibWorld2& centre, int style, double radius);
 
 // One solid arc as a chain of chords spanning `step` radians each, the last
 // one shorter.
-int DrawChordArc(NibHandle* h, const _NibWorld2& angles, const _NibWorld2& centre, double radius,
-                 double step);
+int DrawChordArc(NibHandle* h, const _NibWorld2& angles, const _NibWorld2& centre, double radius, double step);
 
 }  // namespace konib

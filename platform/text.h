@@ -11,13 +11,9 @@
 namespace konib::platform {
 
 // Lead byte of a double-byte character: 0x81 to 0x9F and 0xE0 to 0xFC.
-inline bool IsLeadByte(unsigned char c) {
-  return (c >= 0x81 && c <= 0x9F) || (c >= 0xE0 && c <= 0xFC);
-}
+inline bool IsLeadByte(unsigned char c) { return (c >= 0x81 && c <= 0x9F) || (c >= 0xE0 && c <= 0xFC); }
 // Trail byte of a double-byte character: 0x40 to 0x7E and 0x80 to 0xFC.
-inline bool IsTrailByte(unsigned char c) {
-  return (c >= 0x40 && c <= 0x7E) || (c >= 0x80 && c <= 0xFC);
-}
+inline bool IsTrailByte(unsigned char c) { return (c >= 0x40 && c <= 0x7E) || (c >= 0x80 && c <= 0xFC); }
 
 // Half-width katakana and signs of JIS X 0201: 0xA1 to 0xDF.
 inline bool IsKanaByte(unsigned char c) { return c >= 0xA1 && c <= 0xDF; }
@@ -39,9 +35,7 @@ unsigned ToFullWidth(unsigned code);
 unsigned ShiftJisToJis(unsigned code);
 
 // ASCII letters only; every other byte is its own upper case.
-inline char ToUpper(char c) {
-  return (c >= 'a' && c <= 'z') ? static_cast<char>(c - 'a' + 'A') : c;
-}
+inline char ToUpper(char c) { return (c >= 'a' && c <= 'z') ? static_cast<char>(c - 'a' + 'A') : c; }
 
 // Compares two NUL-terminated texts without regard to case: 0 if equal.
 int CompareNoCase(const char* a, const char* b);

@@ -40,9 +40,8 @@ std::string Job(const char* file, const char* section) {
   _NibWorld4 line{{10, 20}, {30, 0}};
   _NibWorld2 centre{100, 100};
   _NibWorld2 quarter{0, 1.5707963267948966};
-  EXPECT_EQ(NibInitiate(p) && NibStartPage(p) && NibDrawLine(p, &line) &&
-                NibDrawArc(p, &centre, 10, nullptr) && NibDrawArc(p, &centre, 20, &quarter) &&
-                NibHome(p) && NibEndPage(p) && NibTerminate(p),
+  EXPECT_EQ(NibInitiate(p) && NibStartPage(p) && NibDrawLine(p, &line) && NibDrawArc(p, &centre, 10, nullptr) &&
+                NibDrawArc(p, &centre, 20, &quarter) && NibHome(p) && NibEndPage(p) && NibTerminate(p),
             1);
   return device.bytes;
 }
@@ -67,15 +66,11 @@ TEST(BundledModels, DxyglPenPlotter) {
 
 TEST(BundledModels, SvgVirtualPlotter) {
   std::string svg = Job("svg.ini", "SVG Virtual Plotter");
-  EXPECT_EQ(
-      svg.substr(0, 163),
-      "<?xml version=\"1.0\" encoding=\"windows-31j\"?>\r\n<svg "
-      "xmlns=\"http://www.w3.org/2000/svg\" "
-      "width=\"400.0mm\" height=\"277.0mm\" viewBox=\"0 0 4000 2770\">\r\n<rect width=\"100%\"");
-  EXPECT_NE(
-      svg.find(
-          "<g stroke=\"black\">\r\n<line x1=\"100.0\" y1=\"2570.0\" x2=\"400.0\" y2=\"2570.0\"/>"),
-      std::string::npos);
+  EXPECT_EQ(svg.substr(0, 163),
+            "<?xml version=\"1.0\" encoding=\"windows-31j\"?>\r\n<svg xmlns=\"http://www.w3.org/2000/svg\" "
+            "width=\"400.0mm\" height=\"277.0mm\" viewBox=\"0 0 4000 2770\">\r\n<rect width=\"100%\"");
+  EXPECT_NE(svg.find("<g stroke=\"black\">\r\n<line x1=\"100.0\" y1=\"2570.0\" x2=\"400.0\" y2=\"2570.0\"/>"),
+            std::string::npos);
   EXPECT_EQ(Tail(svg, 18), "</g></g>\r\n</svg>\r\n");
 }
 
