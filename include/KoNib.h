@@ -349,16 +349,18 @@ typedef struct _NibTextInfo { uint32_t flags; double width; double height; doubl
  * pen selection when the first character's box does not lie wholly within
  * the clip rectangle; the rest of the text is not tested. A `width` or
  * `height` below 2.2e-16 (0, negative or NaN) sends nothing. Bytes that are
- * no valid CP932 go out as single bytes. Returns 1, also when nothing was
- * sent, or 0 if the handle is NULL or has failed, or the device refused
- * bytes during the call. */
+ * no valid CP932 go out as single bytes. A place, size, pitch or angle that
+ * maps to no finite device value sends nothing but the pen selection.
+ * Returns 1, also when nothing was sent, or 0 if the handle is NULL or has
+ * failed, or the device refused bytes during the call. A NULL `position`,
+ * `text` or `info` gives 0 and changes nothing. */
 KONIB_API int NibDrawText(void* handle, const _NibWorld2* position, const char* text, const _NibTextInfo* info);
 
-/* Which characters the model's text templates can carry, into `*bits`
- * (must not be NULL): 1 single bytes below 0x80, 2 half-width kana (single
+/* Which characters the model's text templates can carry, into `*bits`:
+ * 1 single bytes below 0x80, 2 half-width kana (single
  * bytes from 0x80 up), 4 double-byte characters. A model without text
  * templates gives 0. Returns 1, or 0 if the handle is NULL or has failed
- * (then `*bits` is left alone). */
+ * or `bits` is NULL (then `*bits` is left alone). */
 KONIB_API int NibQueryFontSupportCode(void* handle, unsigned int* bits);
 
 /* The fonts the handle's settings declare, into `*bits`: 1 a single-byte

@@ -245,6 +245,19 @@ TEST(TextEscapes, FontTemplateCyclesEndAtOneLevel) {
   EXPECT_EQ(Draw(m, "A"), "W3.00;H;A");
 }
 
+// Extension functions get copies: the position, the run or the code, and
+// the attributes with only the two style bits of the flags.
+TEST(TextEscapes, ExtensionFunctionsGetTheirArguments) {
+  ModelHandle m{{"Command.Text", "\\[probe.TextRun]\\w0"},
+                {"Command.TextCharInit", "\\[probe.TextCode]"},
+                {"Command.TextChar", "\\[probe.TextCode]"},
+                {"Command.TextCharTerm", "\\[probe.Echo]"},
+                {"Command.FontWidth", "\\[probe.TextFont]"}};
+  EXPECT_EQ(Draw(m, "Ab", {0xFF, 3, 4, 5, 0}),
+            "(10,10 'Ab' f3 w3 h4 p5 a0)(f3 w3 h4 p5 a0)(10,10 c0 f3 w3 h4 p5 a0)(10,10 c65 f3 w3 h4 p5 a0)"
+            "(15,10 c98 f3 w3 h4 p5 a0)<null:0>");
+}
+
 TEST(TextRuns, LongRunsGoOutInPiecesBetweenCharacters) {
   ModelHandle m{{"Command.Text", "["}, {"Command.TextTerm", "]"}, {"Command.TextDraw", "\\c1"}};
   // 200 kanji: 400 bytes, cut into pieces of 129 characters (258 bytes).
