@@ -357,9 +357,10 @@ typedef struct _NibTextInfo { uint32_t flags; double width; double height; doubl
 KONIB_API int NibDrawText(void* handle, const _NibWorld2* position, const char* text, const _NibTextInfo* info);
 
 /* Which characters the model's text templates can carry, into `*bits`:
- * 1 single bytes below 0x80, 2 half-width kana (single
- * bytes from 0x80 up), 4 double-byte characters. A model without text
- * templates gives 0. Returns 1, or 0 if the handle is NULL or has failed
+ * 1 single bytes below 0x80, 2 half-width kana (single bytes from 0x80
+ * up), 4 double-byte characters. Command.Text alone counts for all three:
+ * an extension function can take the whole text. A template that is
+ * present but empty counts. A model without text templates gives 0. Returns 1, or 0 if the handle is NULL or has failed
  * or `bits` is NULL (then `*bits` is left alone). */
 KONIB_API int NibQueryFontSupportCode(void* handle, unsigned int* bits);
 
