@@ -5,6 +5,7 @@
 #include <cmath>
 #include <string>
 
+#include "platform/memory.h"
 #include "platform/text.h"
 #include "support/model_handle.h"
 
@@ -254,7 +255,8 @@ TEST(TextEscapes, ExtensionFunctionsGetTheirArguments) {
                 {"Command.TextCharTerm", "\\[probe.Echo]"},
                 {"Command.FontWidth", "\\[probe.TextFont]"}};
   EXPECT_EQ(Draw(m, "Ab", {0xFF, 3, 4, 5, 0}),
-            "(10,10 'Ab' f3 w3 h4 p5 a0)(f3 w3 h4 p5 a0)(10,10 c0 f3 w3 h4 p5 a0)(10,10 c65 f3 w3 h4 p5 a0)"
+            "(10,10 'Ab' f3 w3 h4 p5 a0)(f3 w3 h4 p5 a0)(10,10 c0 f3 w3 h4 p5 a0)(10,10 c65 f3 w3 "
+            "h4 p5 a0)"
             "(15,10 c98 f3 w3 h4 p5 a0)<null:0>");
 }
 
@@ -299,6 +301,22 @@ TEST(TextRuns, DeviceRefusingAtEveryByteEndsInFailure) {
     EXPECT_EQ(m.device.bytes, all.substr(0, k)) << k;
     EXPECT_EQ(NibDrawText(m.get(), &at, text, &info), 0);
   }
+}
+
+// Lettering takes no memory: a failing allocator changes nothing.
+TEST(TextRuns, NoAllocationWhileLettering) {
+  ModelHandle m{{"Command.Text", "\\x1\\w0\\i0"},    {"Command.FontWidth", "W\\w1"},
+                {"Command.TextChar", "\\c8"},        {"Command.TextDraw", "\\c5"},
+                {"Command.TextKana", "\\c9"},        {"FontReplace", "A,XY"},
+                {"Command.FontItalicOn", "\\p0\\ls"}};
+  const std::string first = Draw(m, "Ab 1\x88\x9F\xB1");
+  const unsigned long before = platform::AllocationCount();
+  platform::FailAllocationAt(1);
+  NibStartPage(m.get());
+  EXPECT_EQ(Draw(m, "Ab 1\x88\x9F\xB1"), first);
+  platform::FailAllocationAt(0);
+  EXPECT_EQ(platform::AllocationCount(), before);
+  EXPECT_EQ(m.h()->failure, kGood);
 }
 
 TEST(FontQueries, CodeFromTheTemplates) {
