@@ -122,10 +122,10 @@ TEST(DrawText, SizesThatDrawNothing) {
     Lettering l;
     EXPECT_EQ(l.Draw("AB", info), "P2;");
   }
-  Lettering far;
-  EXPECT_EQ(far.Draw("AB", {0, 3, 4, 5, 0}, {1e308 * 10, 0}), "P2;");
-  Lettering huge;
-  EXPECT_EQ(huge.Draw("", {0, 3, 4, 5, 1e300}), "P2;S;");
+  Lettering distant;
+  EXPECT_EQ(distant.Draw("AB", {0, 3, 4, 5, 0}, {1e308 * 10, 0}), "P2;");
+  Lettering turned;
+  EXPECT_EQ(turned.Draw("", {0, 3, 4, 5, 1e300}), "P2;S;");
 }
 
 TEST(DrawText, RefusedCallsChangeNothing) {
