@@ -114,7 +114,7 @@ struct TextWalk {
 };
 
 // A font escape: the template it sends, chosen by a bit of `flags` (0: the
-// first always), and the test that lets it keep silent (null: never).
+// second always), and the test that lets it keep silent (null: never).
 struct FontEscape {
   char letter;
   char digit;
