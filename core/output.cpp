@@ -42,9 +42,9 @@ int EmitBytes(NibHandle* h, const char* data, std::int32_t length) {
   return 1;
 }
 
-int ReadByte(NibHandle* h, char* byte) {
+int ReadByte(NibHandle* h, char* got) {
   if (h->failure != kGood) return 0;
-  if (h->readProc != nullptr && h->readProc(h->deviceCookie, byte) != 0) return 1;
+  if (h->readProc != nullptr && h->readProc(h->deviceCookie, got) != 0) return 1;
   h->failure = kDeviceFailure;  // a missing reader is a device failure, not a quiet 0
   return 0;
 }

@@ -22,6 +22,6 @@ int FlushOutput(NibHandle* h);
 // or 0 when the handle has failed (then no call is made), no reader is bound
 // or the reader refused (then `failure` is 1 and `byte` is as it was).
 // Reading does not flush: waiting output stays where it is.
-int ReadByte(NibHandle* h, char* byte);
+int ReadByte(NibHandle* h, char* got);
 
 }  // namespace konib

@@ -91,7 +91,7 @@ std::size_t TryLocalEscapes(NibHandle* h, const char* text, const LocalEscape* l
   return 0;
 }
 
-std::size_t ParseHexByte(const char* text, char* byte) {
+std::size_t ParseHexByte(const char* text, char* out) {
   static const char kDigits[] = "0123456789ABCDEF";
   int value = 0;
   for (int i = 0; i < 2; ++i) {
@@ -103,7 +103,7 @@ std::size_t ParseHexByte(const char* text, char* byte) {
     if (digit < 0) return 0;
     value = value * 16 + digit;
   }
-  *byte = static_cast<char>(value);
+  *out = static_cast<char>(value);
   return 2;
 }
 

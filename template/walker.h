@@ -63,7 +63,7 @@ inline int ExpandTemplate(NibHandle* h, const char* text) {
 // Tries the global escapes in their order at `text`, just behind a backslash.
 std::size_t ExpandGlobalEscape(NibHandle* h, const char* text);
 
-// Two hexadecimal digits, upper or lower case, into `byte`: returns 2, or 0.
-std::size_t ParseHexByte(const char* text, char* byte);
+// Two hexadecimal digits, upper or lower case, into `out`: returns 2, or 0.
+std::size_t ParseHexByte(const char* text, char* out);
 
 }  // namespace konib
