@@ -62,15 +62,84 @@ std::string CorpusPath() { return std::string(KONIB_SOURCE_DIR) + "/tests/output
 // Pieces of templates: plain bytes and every form of escape, well-formed and
 // not, that the walker, the numbers, the model escapes and the extension
 // calls know.
-const char* const kPieces[] = {
-    "PU", "PD", ";", ",", " ", "\x81\x5c", "\\x1", "\\y1", "\\x2", "\\y2", "\\x3", "\\y3", "\\x4", "\\y4",
-    "\\xc", "\\yc", "\\x0", "\\y5", "\\xc3", "\\yc3", "\\r1", "\\r2", "\\a1", "\\a2", "\\a3", "\\a4", "\\a5",
-    "\\mv", "\\MV", "\\-x1", "\\+y2", "\\X2", "\\x10", "\\(x1)", "\\(x2,6.1)", "\\(y2,06.1)", "\\(-x1,*6.0)",
-    "\\(x2,0,+5)", "\\(y1,0,+5s)", "\\(x2,,%7)", "\\(y2,0,/0)", "\\(x1,0,*)", "\\(x1,6.1", "\\(a3,1)",
-    "\\(r1,.2,*2)", "\\(x2,1.2.3)", "\\(-y2,03,-1.5)", "\\(xc,0,/3)", "\\(a2,4.)", "\\(x1,,)", "\\(x2,)",
-    "\\pn", "\\P0", "\\ls", "\\pp", "\\pb", "\\po", "\\e1", "\\e2", "\\e7", "\\sx", "\\(sy,1,*0.1)", "\\-px",
-    "\\(py,0)", "\\$1B", "\\$5c", "\\$G1", "\\n", "\\N", "\\zz", "\\\\", "\\,", "\\(", "\\{",
-    "\\[probe.Echo,A\\pn\\n]", "\\[probe.Echo]", "\\[nothing.Fn]", "\\[probe.Echo,x"};
+const char* const kPieces[] = {"PU",
+                               "PD",
+                               ";",
+                               ",",
+                               " ",
+                               "\x81\x5c",
+                               "\\x1",
+                               "\\y1",
+                               "\\x2",
+                               "\\y2",
+                               "\\x3",
+                               "\\y3",
+                               "\\x4",
+                               "\\y4",
+                               "\\xc",
+                               "\\yc",
+                               "\\x0",
+                               "\\y5",
+                               "\\xc3",
+                               "\\yc3",
+                               "\\r1",
+                               "\\r2",
+                               "\\a1",
+                               "\\a2",
+                               "\\a3",
+                               "\\a4",
+                               "\\a5",
+                               "\\mv",
+                               "\\MV",
+                               "\\-x1",
+                               "\\+y2",
+                               "\\X2",
+                               "\\x10",
+                               "\\(x1)",
+                               "\\(x2,6.1)",
+                               "\\(y2,06.1)",
+                               "\\(-x1,*6.0)",
+                               "\\(x2,0,+5)",
+                               "\\(y1,0,+5s)",
+                               "\\(x2,,%7)",
+                               "\\(y2,0,/0)",
+                               "\\(x1,0,*)",
+                               "\\(x1,6.1",
+                               "\\(a3,1)",
+                               "\\(r1,.2,*2)",
+                               "\\(x2,1.2.3)",
+                               "\\(-y2,03,-1.5)",
+                               "\\(xc,0,/3)",
+                               "\\(a2,4.)",
+                               "\\(x1,,)",
+                               "\\(x2,)",
+                               "\\pn",
+                               "\\P0",
+                               "\\ls",
+                               "\\pp",
+                               "\\pb",
+                               "\\po",
+                               "\\e1",
+                               "\\e2",
+                               "\\e7",
+                               "\\sx",
+                               "\\(sy,1,*0.1)",
+                               "\\-px",
+                               "\\(py,0)",
+                               "\\$1B",
+                               "\\$5c",
+                               "\\$G1",
+                               "\\n",
+                               "\\N",
+                               "\\zz",
+                               "\\\\",
+                               "\\,",
+                               "\\(",
+                               "\\{",
+                               "\\[probe.Echo,A\\pn\\n]",
+                               "\\[probe.Echo]",
+                               "\\[nothing.Fn]",
+                               "\\[probe.Echo,x"};
 
 // `point`: the command hands extension functions a point (a move or a line),
 // so the probe's point function may be called from it.
@@ -142,7 +211,8 @@ void RandomJob(Random& random, void* h, int operations) {
       NibDrawDot(h, &at);
     } else if (what < 56) {
       const _NibWorld2 centre = Point(random);
-      NibDrawArc(h, &centre, random.Chance(80) ? random.Between(0.01, 12) : random.Between(12, 160), nullptr);
+      NibDrawArc(h, &centre, random.Chance(80) ? random.Between(0.01, 12) : random.Between(12, 160),
+                 nullptr);
     } else if (what < 66) {
       const _NibWorld2 centre = Point(random);
       const _NibWorld2 angles{random.Between(-7, 7), random.Between(-7, 7)};
@@ -154,7 +224,8 @@ void RandomJob(Random& random, void* h, int operations) {
       NibSetPen(h, random.Below(6));
     } else if (what < 84) {
       _NibInfo info{};
-      for (int pen = 0; pen < 17; ++pen) info.pens[pen] = {pen, 1 + random.Below(4), random.Between(0, 0.8)};
+      for (int pen = 0; pen < 17; ++pen)
+        info.pens[pen] = {pen, 1 + random.Below(4), random.Between(0, 0.8)};
       NibSetPlotterInfo(h, NIB_INFO_PENS, &info);
     } else if (what < 87) {
       NibSetClip(h, random.Below(2));
@@ -226,8 +297,8 @@ std::vector<Job> Corpus() {
   for (const auto& model : bundled) {
     const std::string text = ReadFile(std::string(KONIB_SOURCE_DIR) + "/models/" + model.file);
     EXPECT_FALSE(text.empty()) << model.file;
-    _NibREG_DATA* list =
-        NibGetRegistry2(text.data(), static_cast<unsigned long>(text.size()), nullptr, 0, model.model);
+    _NibREG_DATA* list = NibGetRegistry2(text.data(), static_cast<unsigned long>(text.size()),
+                                         nullptr, 0, model.model);
     EXPECT_NE(list, nullptr) << model.model;
     for (std::uint64_t seed = 1; seed <= 8; ++seed) {
       jobs.push_back(Run(std::string(model.file) + "/" + std::to_string(seed), list, seed, 120));
@@ -248,7 +319,8 @@ std::vector<Job> Corpus() {
 
 TEST(ReplaySupport, Sha256KnownDigests) {
   EXPECT_EQ(test::Sha256(""), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
-  EXPECT_EQ(test::Sha256("abc"), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+  EXPECT_EQ(test::Sha256("abc"),
+            "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
   // Two blocks: the padding no longer fits the first.
   EXPECT_EQ(test::Sha256("abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq"),
             "248d6a61d20638b8e5c026930c3e6039a33ce45964ff2167f6ecedd419db06c1");
@@ -260,7 +332,8 @@ TEST(Replay, EveryJobSendsTheRecordedBytes) {
   if (std::getenv("KONIB_REPLAY_RECORD") != nullptr) {
     std::ofstream out(CorpusPath(), std::ios::binary);
     out << "# job, bytes sent, SHA-256 of the bytes\n";
-    for (const Job& job : jobs) out << job.name << ' ' << job.bytes.size() << ' ' << test::Sha256(job.bytes) << '\n';
+    for (const Job& job : jobs)
+      out << job.name << ' ' << job.bytes.size() << ' ' << test::Sha256(job.bytes) << '\n';
     GTEST_SKIP() << "recorded " << jobs.size() << " jobs in " << CorpusPath();
   }
   std::map<std::string, std::pair<std::size_t, std::string>> recorded;

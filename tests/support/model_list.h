@@ -15,7 +15,9 @@ namespace konib::test {
 class ModelList {
  public:
   ModelList(std::initializer_list<std::pair<std::string, std::string>> values) { Build(values); }
-  explicit ModelList(const std::vector<std::pair<std::string, std::string>>& values) { Build(values); }
+  explicit ModelList(const std::vector<std::pair<std::string, std::string>>& values) {
+    Build(values);
+  }
   const _NibREG_DATA* get() const {
     return block_.empty() ? nullptr : reinterpret_cast<const _NibREG_DATA*>(block_.data());
   }
