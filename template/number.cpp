@@ -58,34 +58,38 @@ const char* ReadOperation(const char* p, NumberForm* form) {
   return p;
 }
 
-// Up to here a double holds every integer, and the part behind the point
-// of a value comes out exactly as value minus its integer part.
-constexpr double kExactIntegers = 9007199254740992.0;  // 2^53
+}  // namespace
 
-// The digits of `value` rounded to a whole number as the fixed notation of
-// the platform rounds: to the nearest, a tie to the even neighbour. Writes
-// "-" for a negative result; a result of 0 has no sign.
 std::size_t FormatWhole(double value, char* out) {
   auto whole = static_cast<long long>(value);  // towards zero
   const double rest = value - static_cast<double>(whole);
   if (rest > 0.5 || (rest == 0.5 && (whole & 1) != 0)) ++whole;
   if (rest < -0.5 || (rest == -0.5 && (whole & 1) != 0)) --whole;
-  char digits[24];
-  char* end = digits + sizeof digits;
-  char* p = end;
-  unsigned long long magnitude = whole < 0 ? 0ull - static_cast<unsigned long long>(whole)
-                                           : static_cast<unsigned long long>(whole);
-  do {
-    *--p = static_cast<char>('0' + magnitude % 10);
-    magnitude /= 10;
-  } while (magnitude != 0);
   std::size_t n = 0;
   if (whole < 0) out[n++] = '-';
-  std::memcpy(out + n, p, static_cast<std::size_t>(end - p));
-  return n + static_cast<std::size_t>(end - p);
+  unsigned long long magnitude = whole < 0 ? 0ull - static_cast<unsigned long long>(whole)
+                                           : static_cast<unsigned long long>(whole);
+  static const unsigned long long kTens[] = {10ull, 100ull, 1000ull, 10000ull, 100000ull, 1000000ull,
+                                             10000000ull, 100000000ull, 1000000000ull, 10000000000ull,
+                                             100000000000ull, 1000000000000ull, 10000000000000ull,
+                                             100000000000000ull, 1000000000000000ull, 10000000000000000ull};
+  std::size_t digits = 1;
+  while (digits <= 16 && magnitude >= kTens[digits - 1]) ++digits;
+  // Two digits at a time from the back.
+  static const char kPairs[] =
+      "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+      "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+      "8081828384858687888990919293949596979899";
+  char* p = out + n + digits;
+  while (magnitude >= 10) {
+    const unsigned pair = static_cast<unsigned>(magnitude % 100) * 2;
+    magnitude /= 100;
+    *--p = kPairs[pair + 1];
+    *--p = kPairs[pair];
+  }
+  if (p > out + n) *--p = static_cast<char>('0' + magnitude);
+  return n + digits;
 }
-
-}  // namespace
 
 std::size_t ParseNumber(const char* text, const char* name, std::size_t nameLength,
                         NumberForm* form) {
@@ -164,11 +168,13 @@ const char* FormatFixed(double value, int decimals, char* buffer) {
 }
 
 std::size_t FormatNumber(char* out, int width, char pad, int decimals, double value) {
+  const bool whole = IsWholeNumber(decimals, value);
+  if (whole && width <= 0) return FormatWhole(value, out);  // never "-0", and no point
   char buffer[kFixedBufferSize];
   const char* text = buffer;
   std::size_t length;
-  if (decimals <= 0 && std::fabs(value) < kExactIntegers) {
-    length = FormatWhole(value, buffer);  // never "-0", and no point
+  if (whole) {
+    length = FormatWhole(value, buffer);
   } else {
     FormatFixed(value, decimals, buffer);
     length = std::strlen(text);

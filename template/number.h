@@ -43,6 +43,22 @@ double ApplyNumberForm(const NumberForm& form, double value, double divisor);
 // longest fixed text and its terminator.
 constexpr std::size_t kNumberTextSize = 1024;
 
+// Up to here a double holds every integer, and the part behind the point of
+// a value comes out exactly as the value minus its integer part.
+constexpr double kExactIntegers = 9007199254740992.0;  // 2^53
+
+// Whether a value prints as a whole number by FormatWhole: no decimals, and
+// small enough to round exactly.
+inline bool IsWholeNumber(int decimals, double value) {
+  return decimals <= 0 && value < kExactIntegers && value > -kExactIntegers;
+}
+
+// The digits of `value` rounded to a whole number as the fixed notation of
+// the platform rounds, to the nearest and a tie to the even neighbour, into
+// `out` (24 bytes), with "-" in front of a negative result; 0 has no sign.
+// Returns the length. Only for values IsWholeNumber admits.
+std::size_t FormatWhole(double value, char* out);
+
 // Writes what PrintNumber sends into `out` (kNumberTextSize bytes), without
 // a terminator; returns its length.
 std::size_t FormatNumber(char* out, int width, char pad, int decimals, double value);

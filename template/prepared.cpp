@@ -44,28 +44,32 @@ std::size_t GlobalLength(const char* text, char* bytes, int* byteCount) {
   return 0;
 }
 
+// Whole numbers without width take at most a sign and seventeen digits.
+constexpr std::uint32_t kWholeSize = 24;
+
 class Preparer {
  public:
-  explicit Preparer(PreparedTemplate* t) : t_(t) {}
+  explicit Preparer(PreparedTemplate* t) : t_(t) {
+    t_->usable = true;
+    t_->simple = true;
+    t_->handleDecimals = false;
+    t_->count = 0;
+    t_->sweepRoom = 8;
+  }
 
+  // Plain bytes join the run of the step being made.
   void Bytes(const char* bytes, std::size_t count) {
-    if (!t_->usable) return;
-    if (used_ + count > sizeof t_->pool) {
+    if (used_ + count > kPreparedPool || run_ + count > 255) {
       t_->usable = false;
       return;
     }
     std::memcpy(t_->pool + used_, bytes, count);
-    PreparedStep* last = t_->count > 0 ? &t_->steps[t_->count - 1] : nullptr;
-    if (last != nullptr && last->kind == PreparedStep::kBytes && last->at + last->count == used_) {
-      last->count = static_cast<std::uint16_t>(last->count + count);
-    } else if (PreparedStep* step = Add(PreparedStep::kBytes)) {
-      step->at = static_cast<std::uint32_t>(used_);
-      step->count = static_cast<std::uint16_t>(count);
-    }
     used_ += count;
+    run_ += count;
   }
 
-  PreparedStep* Add(PreparedStep::Kind kind) {
+  // Ends the step being made with an escape of `kind`.
+  PreparedStep* End(PreparedStep::Kind kind, std::size_t at) {
     if (!t_->usable || t_->count == kPreparedSteps) {
       t_->usable = false;
       return nullptr;
@@ -73,19 +77,34 @@ class Preparer {
     PreparedStep* step = &t_->steps[t_->count++];
     *step = PreparedStep();
     step->kind = kind;
+    step->count = static_cast<std::uint8_t>(run_);
+    step->bytes = static_cast<std::uint16_t>(used_ - run_);
+    step->at = static_cast<std::uint32_t>(at);
+    t_->sweepRoom += static_cast<std::uint32_t>(run_);
+    run_ = 0;
+    if (kind != PreparedStep::kEnd && kind != PreparedStep::kNumber) t_->simple = false;
     return step;
   }
 
-  void Escape(PreparedStep::Kind kind, std::size_t at, int local = 0) {
-    if (PreparedStep* step = Add(kind)) {
-      step->at = static_cast<std::uint32_t>(at);
-      step->local = static_cast<std::uint8_t>(local);
-    }
+  void Number(std::size_t at, std::size_t local, bool unit, const NumberForm& form) {
+    PreparedStep* step = End(PreparedStep::kNumber, at);
+    if (step == nullptr) return;
+    step->local = static_cast<std::uint8_t>(local);
+    step->unit = unit;
+    step->form = form;
+    t_->sweepRoom += kWholeSize;
+    if (form.width > 0 || form.decimals > 0) t_->simple = false;
+    if (form.decimals < 0) t_->handleDecimals = true;
+  }
+
+  void Finish() {
+    if (run_ > 0) End(PreparedStep::kEnd, 0);
   }
 
  private:
   PreparedTemplate* t_;
-  std::size_t used_ = 0;
+  std::size_t used_ = 0;  // bytes of the pool taken
+  std::size_t run_ = 0;   // bytes of the run being gathered
 };
 
 // The local escape at `text`: bytes taken, 0 if none; the step it makes.
@@ -112,8 +131,6 @@ std::size_t LocalLength(const char* text, const PreparedName* names, std::size_t
 void PrepareTemplate(PreparedTemplate* t, const char* text, const PreparedName* names,
                      std::size_t nameCount) {
   t->source = text;
-  t->usable = true;
-  t->count = 0;
   Preparer prepare(t);
   const char* p = text;
   while (*p != '\0' && t->usable) {
@@ -135,66 +152,117 @@ void PrepareTemplate(PreparedTemplate* t, const char* text, const PreparedName* 
       if (byteCount > 0) {
         prepare.Bytes(bytes, static_cast<std::size_t>(byteCount));
       } else {
-        prepare.Escape(PreparedStep::kGlobal, at);
+        prepare.End(PreparedStep::kGlobal, at);
       }
     } else if ((used = LocalLength(p, names, nameCount, &index, &form)) > 0) {
       if (names[index].kind == PreparedName::kAction) {
-        prepare.Escape(PreparedStep::kAction, at, static_cast<int>(index));
-      } else if (PreparedStep* step = prepare.Add(PreparedStep::kNumber)) {
-        step->local = static_cast<std::uint8_t>(index);
-        step->form = form;
+        prepare.End(PreparedStep::kAction, at);
+      } else {
+        prepare.Number(at, index, names[index].kind == PreparedName::kUnitNumber, form);
       }
     } else if ((used = ExtensionCallLength(p)) > 0) {
-      prepare.Escape(PreparedStep::kExtension, at);
+      prepare.End(PreparedStep::kExtension, at);
     } else {
       prepare.Bytes(p, 1);  // unrecognised: the byte behind the backslash
       used = 1;
     }
     p += used;
   }
+  prepare.Finish();
 }
 
-int WalkPrepared(NibHandle* h, const PreparedTemplate& t, const PreparedName* names,
-                 const PreparedCall& call) {
-  char out[2 * kNumberTextSize];
-  std::size_t used = 0;
-  const auto flush = [&]() {
-    if (used > 0) EmitBytes(h, out, static_cast<std::int32_t>(used));
-    used = 0;
-  };
-  for (std::uint8_t i = 0; i < t.count; ++i) {
+namespace {
+
+// Whether bytes may go straight into the output buffer: buffered mode, on a
+// handle that has not failed. Only EmitBytes and the escapes that send by
+// themselves can change that during a walk.
+bool Buffered(const NibHandle* h) {
+  return h->putProc == nullptr && h->writeProc != nullptr && h->failure == kGood;
+}
+
+// Room in the buffer for `bytes` more without filling it: a full buffer is
+// handed to the device by EmitBytes alone.
+bool Room(const NibHandle* h, std::uint32_t bytes) { return kOutBufferSize - h->outUsed > bytes; }
+
+// Eight bytes at a time: the pool and the room both have the slack.
+void CopyRun(char* to, const char* from, std::uint32_t count) {
+  for (std::uint32_t k = 0; k < count; k += 8) std::memcpy(to + k, from + k, 8);
+}
+
+double StepValue(const NibHandle* h, const PreparedStep& step, const PreparedCall& call) {
+  return ApplyNumberForm(step.form, call.values[step.local], step.unit ? 1.0 : h->step);
+}
+
+// The template from step `i` on, one step at a time: runs and whole numbers
+// straight into the buffer while there is room, everything else the way the
+// walker sends it.
+void WalkSteps(NibHandle* h, const PreparedTemplate& t, std::uint8_t i, const PreparedCall& call) {
+  bool direct = Buffered(h);
+  for (; i < t.count; ++i) {
     const PreparedStep& step = t.steps[i];
+    const char* run = t.pool + step.bytes;
+    if (direct && Room(h, step.count + 8u)) {
+      CopyRun(h->outBuffer + h->outUsed, run, step.count);
+      h->outUsed += step.count;
+    } else if (step.count > 0) {
+      EmitBytes(h, run, step.count);
+      direct = Buffered(h);
+    }
     switch (step.kind) {
-      case PreparedStep::kBytes:
-        if (used + step.count > sizeof out) flush();
-        std::memcpy(out + used, t.pool + step.at, step.count);
-        used += step.count;
+      case PreparedStep::kEnd:
         break;
       case PreparedStep::kNumber: {
-        if (used + kNumberTextSize > sizeof out) flush();
         const NumberForm& form = step.form;
-        const double divisor = names[step.local].kind == PreparedName::kStepNumber ? h->step : 1.0;
-        used += FormatNumber(out + used, form.width, form.pad,
-                             form.decimals < 0 ? h->decimals : form.decimals,
-                             ApplyNumberForm(form, call.values[step.local], divisor));
+        const double value = StepValue(h, step, call);
+        const int decimals = form.decimals < 0 ? h->decimals : form.decimals;
+        if (direct && form.width <= 0 && IsWholeNumber(decimals, value) && Room(h, kWholeSize)) {
+          h->outUsed += static_cast<std::uint32_t>(FormatWhole(value, h->outBuffer + h->outUsed));
+        } else {
+          PrintNumber(h, form.width, form.pad, decimals, value);
+          direct = Buffered(h);
+        }
         break;
       }
-      // Escapes that send by themselves: what waits goes first.
       case PreparedStep::kGlobal:
-        flush();
         ExpandGlobalEscape(h, t.source + step.at);
+        direct = Buffered(h);
         break;
       case PreparedStep::kExtension:
-        flush();
         CallExtension(h, t.source + step.at, call.invoke, call.invokeData);
+        direct = Buffered(h);
         break;
       case PreparedStep::kAction:
-        flush();
         call.action(h, t.source + step.at, call.actionData);
+        direct = Buffered(h);
         break;
     }
   }
-  flush();
+}
+
+}  // namespace
+
+int WalkPrepared(NibHandle* h, const PreparedTemplate& t, const PreparedCall& call) {
+  std::uint8_t i = 0;
+  // The common case in one sweep: runs and whole numbers, room for all.
+  if (t.simple && (!t.handleDecimals || h->decimals <= 0) && Buffered(h) && Room(h, t.sweepRoom)) {
+    char* out = h->outBuffer + h->outUsed;
+    char* const start = out;
+    for (; i < t.count; ++i) {
+      const PreparedStep& step = t.steps[i];
+      CopyRun(out, t.pool + step.bytes, step.count);
+      out += step.count;
+      if (step.kind == PreparedStep::kEnd) continue;
+      const double value = StepValue(h, step, call);
+      if (!IsWholeNumber(0, value)) break;  // too large to round here: the way of the walker
+      out += FormatWhole(value, out);
+    }
+    h->outUsed += static_cast<std::uint32_t>(out - start);
+    if (i == t.count) return Result(h);
+    const PreparedStep& step = t.steps[i];
+    PrintNumber(h, step.form.width, step.form.pad, 0, StepValue(h, step, call));
+    ++i;
+  }
+  WalkSteps(h, t, i, call);
   return Result(h);
 }
 
@@ -202,7 +270,7 @@ int WalkCommand(NibHandle* h, PreparedTemplate* t, const char* text, const Prepa
                 std::size_t nameCount, const PreparedCall& call) {
   if (text == nullptr) return Result(h);
   if (t->source != text) PrepareTemplate(t, text, names, nameCount);
-  if (t->usable) return WalkPrepared(h, *t, names, call);
+  if (t->usable) return WalkPrepared(h, *t, call);
   LocalEscape locals[kMaxPreparedNames];
   for (std::size_t i = 0; i < nameCount; ++i) {
     if (names[i].kind == PreparedName::kAction) {

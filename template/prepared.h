@@ -36,24 +36,38 @@ struct PreparedName {
   } kind;
 };
 
+// A run of plain bytes, and the escape that follows it.
 struct PreparedStep {
-  enum Kind : std::uint8_t { kBytes, kNumber, kGlobal, kExtension, kAction } kind;
-  std::uint8_t local;   // kNumber: the value's index; kAction: the name's index
-  std::uint16_t count;  // kBytes: bytes in the pool
-  std::uint32_t
-      at;           // kBytes: offset in the pool; otherwise offset behind the backslash in the text
-  NumberForm form;  // kNumber
+  enum Kind : std::uint8_t {
+    kEnd,        // the run ends the template
+    kNumber,     // a number variable of the command
+    kGlobal,     // a global escape that reads the model or the handle
+    kExtension,  // an extension call
+    kAction,     // a local escape with an action of its own
+  } kind;
+  bool unit;            // kNumber: divided by 1.0, not by `step`
+  std::uint8_t local;   // kNumber: the index of its value
+  std::uint8_t count;   // bytes of the run
+  std::uint16_t bytes;  // where the run stands in the pool
+  std::uint32_t at;     // the escape's offset behind its backslash in the text
+  NumberForm form;      // kNumber
 };
 
-constexpr int kPreparedSteps = 24;
+constexpr int kPreparedSteps = 16;
 constexpr int kPreparedPool = 192;
 
 struct PreparedTemplate {
   const char* source;  // the value text it was made from; null: not made yet
   bool usable;         // false: the template did not fit, walk it the ordinary way
-  std::uint8_t count;
+  // Only runs and numbers without width, whose decimals are 0 where the
+  // template gives them: whole numbers whenever the handle's `decimals` is
+  // 0 too, written in one sweep.
+  bool simple;
+  bool handleDecimals;     // some number takes the handle's `decimals`
+  std::uint8_t count;      // steps
+  std::uint32_t sweepRoom; // what the sweep may write, slack included
   PreparedStep steps[kPreparedSteps];
-  char pool[kPreparedPool];
+  char pool[kPreparedPool + 8];  // runs are copied eight bytes at a time
 };
 
 // What one walk of a prepared template needs besides the handle: the
@@ -75,8 +89,7 @@ void PrepareTemplate(PreparedTemplate* t, const char* text, const PreparedName* 
                      std::size_t nameCount);
 
 // Sends a prepared template. Returns 1 if `failure` is 0 at the end, else 0.
-int WalkPrepared(NibHandle* h, const PreparedTemplate& t, const PreparedName* names,
-                 const PreparedCall& call);
+int WalkPrepared(NibHandle* h, const PreparedTemplate& t, const PreparedCall& call);
 
 // Walks the template `text` (null sends nothing) of a command with the local
 // escapes `names`: through `t`, prepared first if `text` is new to it, or the
