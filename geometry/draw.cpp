@@ -36,10 +36,24 @@ NibHandle* Admit(void* handle, bool* skip) {
   return h;
 }
 
-double Distance(const _NibWorld2& a, const _NibWorld2& b) {
+double SquaredDistance(const _NibWorld2& a, const _NibWorld2& b) {
   const double dx = b.x - a.x;
   const double dy = b.y - a.y;
-  return std::sqrt(dx * dx + dy * dy);
+  return dx * dx + dy * dy;
+}
+
+// Whether the distance from `from` to `a` exceeds that to `b`, as their
+// square roots compare. The squares decide when they lie far enough apart
+// that no rounding of the roots could make them equal; only a near tie
+// takes the roots themselves.
+bool FartherThan(const _NibWorld2& from, const _NibWorld2& a, const _NibWorld2& b) {
+  const double sa = SquaredDistance(from, a);
+  const double sb = SquaredDistance(from, b);
+  if (sb > 1e-290 && sb < 1e290) {  // full precision, and room to widen
+    if (sa > sb * (1 + 1e-9)) return true;
+    if (sa < sb * (1 - 1e-9)) return false;
+  }
+  return std::sqrt(sa) > std::sqrt(sb);
 }
 
 bool Finite(const _NibWorld2& p) { return std::isfinite(p.x) && std::isfinite(p.y); }
@@ -137,6 +151,12 @@ int DrawStroke(NibHandle* h, const Stroke& stroke, int style, bool reversed) {
 
 int DrawPenStrokes(NibHandle* h, const Stroke& stroke, int style) {
   const NibPenRow& pen = CurrentPen(h);
+  // A pen of one stroke is offset by a zero, which changes no coordinate
+  // that is not itself a zero. A spacing of sane size keeps the normal
+  // finite, so that the zero is not a NaN.
+  if (pen.strokes == 1 && std::fabs(pen.strokeSpacing) < 1e250 && stroke.x != 0.0 && stroke.y != 0.0) {
+    return DrawStroke(h, stroke, style, false);
+  }
   const double length = std::sqrt(stroke.dx * stroke.dx + stroke.dy * stroke.dy);
   double nx = 0.0, ny = pen.strokeSpacing;
   if (length > kEpsilon) {
@@ -257,14 +277,14 @@ extern "C" KONIB_API int NibDrawLine(void* handle, const _NibWorld4* line) {
   WorldToDevice(h, start);
   WorldToDevice(h, end);
   // Start from the end nearer to the pen: the pen travels less in the air.
-  if ((h->stateFlags & kPositionKnown) && Distance(h->devicePos, start) > Distance(h->devicePos, end)) {
-    std::swap(start, end);
-  }
+  if ((h->stateFlags & kPositionKnown) && FartherThan(h->devicePos, start, end)) std::swap(start, end);
   const Stroke stroke{start.x, start.y, end.x - start.x, end.y - start.y};
-  const double length = std::sqrt(stroke.dy * stroke.dy + stroke.dx * stroke.dx);
-  // A line no sheet holds; so long that its length overflows, too.
-  if (!Finite(start) || !std::isfinite(length)) return Result(h);
+  // A line no sheet holds; so long that its length overflows, too. The
+  // square is finite exactly when its root is.
+  const double square = stroke.dy * stroke.dy + stroke.dx * stroke.dx;
+  if (!Finite(start) || !std::isfinite(square)) return Result(h);
   if (h->currentStyle == 0) return DrawPenStrokes(h, stroke, 0);
+  const double length = std::sqrt(square);
   if (length < kShortPath) return DrawPenStrokes(h, stroke, 0);
   return DrawDashedLine(h, stroke, length);
 }

@@ -111,7 +111,9 @@ int CommandMove(NibHandle* h, const _NibWorld2& target) {
   if (h->stateFlags & kPositionKnown) {
     const double dx = target.x - h->devicePos.x;
     const double dy = target.y - h->devicePos.y;
-    skip = std::sqrt(dx * dx + dy * dy) < kMoveTolerance;
+    // The square decides unless it lies close to the tolerance's square.
+    const double square = dx * dx + dy * dy;
+    skip = square < 0.0024 || (square <= 0.0026 && std::sqrt(square) < kMoveTolerance);
   }
   if (!skip) {
     const double values[] = {target.x, target.y, h->sizeXY.x - target.x, h->sizeXY.y - target.y};

@@ -60,6 +60,46 @@ const char* ReadOperation(const char* p, NumberForm* form) {
 
 }  // namespace
 
+namespace {
+
+const char kDigitPairs[] =
+    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+    "8081828384858687888990919293949596979899";
+
+// The decimal digits of `magnitude` into [begin, end), which holds exactly
+// as many; two at a time from the back.
+template <typename Unsigned>
+void WriteDigits(Unsigned magnitude, char* begin, char* end) {
+  while (magnitude >= 10) {
+    const unsigned pair = static_cast<unsigned>(magnitude % 100) * 2;
+    magnitude /= 100;
+    *--end = kDigitPairs[pair + 1];
+    *--end = kDigitPairs[pair];
+  }
+  if (end > begin) *--end = static_cast<char>('0' + magnitude);
+}
+
+std::size_t DigitCount(std::uint32_t m) {
+  if (m < 10) return 1;
+  if (m < 100) return 2;
+  if (m < 1000) return 3;
+  if (m < 10000) return 4;
+  if (m < 100000) return 5;
+  if (m < 1000000) return 6;
+  if (m < 10000000) return 7;
+  if (m < 100000000) return 8;
+  return m < 1000000000 ? 9 : 10;
+}
+
+std::size_t DigitCount(std::uint64_t m) {
+  std::size_t digits = 10;
+  for (std::uint64_t tens = 10000000000ull; digits < 20 && m >= tens; tens *= 10) ++digits;
+  return digits;
+}
+
+}  // namespace
+
 std::size_t FormatWhole(double value, char* out) {
   auto whole = static_cast<long long>(value);  // towards zero
   const double rest = value - static_cast<double>(whole);
@@ -67,28 +107,19 @@ std::size_t FormatWhole(double value, char* out) {
   if (rest < -0.5 || (rest == -0.5 && (whole & 1) != 0)) --whole;
   std::size_t n = 0;
   if (whole < 0) out[n++] = '-';
-  unsigned long long magnitude = whole < 0 ? 0ull - static_cast<unsigned long long>(whole)
-                                           : static_cast<unsigned long long>(whole);
-  static const unsigned long long kTens[] = {10ull, 100ull, 1000ull, 10000ull, 100000ull, 1000000ull,
-                                             10000000ull, 100000000ull, 1000000000ull, 10000000000ull,
-                                             100000000000ull, 1000000000000ull, 10000000000000ull,
-                                             100000000000000ull, 1000000000000000ull, 10000000000000000ull};
-  std::size_t digits = 1;
-  while (digits <= 16 && magnitude >= kTens[digits - 1]) ++digits;
-  // Two digits at a time from the back.
-  static const char kPairs[] =
-      "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
-      "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
-      "8081828384858687888990919293949596979899";
-  char* p = out + n + digits;
-  while (magnitude >= 10) {
-    const unsigned pair = static_cast<unsigned>(magnitude % 100) * 2;
-    magnitude /= 100;
-    *--p = kPairs[pair + 1];
-    *--p = kPairs[pair];
+  const std::uint64_t magnitude =
+      whole < 0 ? 0ull - static_cast<std::uint64_t>(whole) : static_cast<std::uint64_t>(whole);
+  if (magnitude <= 0xFFFFFFFFull) {
+    const auto small = static_cast<std::uint32_t>(magnitude);
+    const std::size_t begin = n;
+    n += DigitCount(small);
+    WriteDigits(small, out + begin, out + n);
+  } else {
+    const std::size_t begin = n;
+    n += DigitCount(magnitude);
+    WriteDigits(magnitude, out + begin, out + n);
   }
-  if (p > out + n) *--p = static_cast<char>('0' + magnitude);
-  return n + digits;
+  return n;
 }
 
 std::size_t ParseNumber(const char* text, const char* name, std::size_t nameLength,
