@@ -67,59 +67,46 @@ const char kDigitPairs[] =
     "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
     "8081828384858687888990919293949596979899";
 
-// The decimal digits of `magnitude` into [begin, end), which holds exactly
-// as many; two at a time from the back.
-template <typename Unsigned>
-void WriteDigits(Unsigned magnitude, char* begin, char* end) {
-  while (magnitude >= 10) {
-    const unsigned pair = static_cast<unsigned>(magnitude % 100) * 2;
-    magnitude /= 100;
-    *--end = kDigitPairs[pair + 1];
-    *--end = kDigitPairs[pair];
-  }
-  if (end > begin) *--end = static_cast<char>('0' + magnitude);
-}
-
-std::size_t DigitCount(std::uint32_t m) {
-  if (m < 10) return 1;
-  if (m < 100) return 2;
-  if (m < 1000) return 3;
-  if (m < 10000) return 4;
-  if (m < 100000) return 5;
-  if (m < 1000000) return 6;
-  if (m < 10000000) return 7;
-  if (m < 100000000) return 8;
-  return m < 1000000000 ? 9 : 10;
-}
-
-std::size_t DigitCount(std::uint64_t m) {
-  std::size_t digits = 10;
-  for (std::uint64_t tens = 10000000000ull; digits < 20 && m >= tens; tens *= 10) ++digits;
-  return digits;
-}
-
 }  // namespace
 
 std::size_t FormatWhole(double value, char* out) {
   auto whole = static_cast<long long>(value);  // towards zero
   const double rest = value - static_cast<double>(whole);
-  if (rest > 0.5 || (rest == 0.5 && (whole & 1) != 0)) ++whole;
-  if (rest < -0.5 || (rest == -0.5 && (whole & 1) != 0)) --whole;
+  if (rest >= 0.5) {
+    if (rest > 0.5 || (whole & 1) != 0) ++whole;
+  } else if (rest <= -0.5) {
+    if (rest < -0.5 || (whole & 1) != 0) --whole;
+  }
+  std::uint64_t magnitude =
+      whole < 0 ? 0ull - static_cast<std::uint64_t>(whole) : static_cast<std::uint64_t>(whole);
+  // Digits from the back, two at a time, into the end of a scratch area;
+  // then one copy of fixed size.
+  char digits[48];
+  char* const end = digits + 24;
+  char* p = end;
+  if (magnitude <= 0xFFFFFFFFull) {
+    auto small = static_cast<std::uint32_t>(magnitude);
+    for (; small >= 100; small /= 100) {
+      p -= 2;
+      std::memcpy(p, kDigitPairs + (small % 100) * 2, 2);
+    }
+    magnitude = small;
+  } else {
+    for (; magnitude >= 100; magnitude /= 100) {
+      p -= 2;
+      std::memcpy(p, kDigitPairs + (magnitude % 100) * 2, 2);
+    }
+  }
+  if (magnitude >= 10) {
+    p -= 2;
+    std::memcpy(p, kDigitPairs + magnitude * 2, 2);
+  } else {
+    *--p = static_cast<char>('0' + magnitude);
+  }
   std::size_t n = 0;
   if (whole < 0) out[n++] = '-';
-  const std::uint64_t magnitude =
-      whole < 0 ? 0ull - static_cast<std::uint64_t>(whole) : static_cast<std::uint64_t>(whole);
-  if (magnitude <= 0xFFFFFFFFull) {
-    const auto small = static_cast<std::uint32_t>(magnitude);
-    const std::size_t begin = n;
-    n += DigitCount(small);
-    WriteDigits(small, out + begin, out + n);
-  } else {
-    const std::size_t begin = n;
-    n += DigitCount(magnitude);
-    WriteDigits(magnitude, out + begin, out + n);
-  }
-  return n;
+  std::memcpy(out + n, p, 24);
+  return n + static_cast<std::size_t>(end - p);
 }
 
 std::size_t ParseNumber(const char* text, const char* name, std::size_t nameLength,
@@ -155,10 +142,9 @@ std::size_t ParseNumber(const char* text, const char* name, std::size_t nameLeng
   return static_cast<std::size_t>(p - text);
 }
 
-double ApplyNumberForm(const NumberForm& form, double value, double divisor) {
+double ApplyOperation(const NumberForm& form, double value, double divisor) {
   double r = value / divisor;
   if (form.negate) r = -r;
-  if (form.op == '\0') return r;
   double n = form.operand;
   if (form.operandScaled) n /= divisor;
   const bool tiny = std::fabs(n) < kEpsilon;

@@ -36,8 +36,15 @@ struct NumberForm {
 std::size_t ParseNumber(const char* text, const char* name, std::size_t nameLength,
                         NumberForm* form);
 
+// The number a form with an operation prints for `value` over `divisor`.
+double ApplyOperation(const NumberForm& form, double value, double divisor);
+
 // The number a form prints for `value` over `divisor`.
-double ApplyNumberForm(const NumberForm& form, double value, double divisor);
+inline double ApplyNumberForm(const NumberForm& form, double value, double divisor) {
+  if (form.op != '\0') return ApplyOperation(form, value, divisor);
+  const double r = value / divisor;
+  return form.negate ? -r : r;
+}
 
 // Room for every text FormatNumber can write: the widest padding, the
 // longest fixed text and its terminator.
@@ -53,10 +60,14 @@ inline bool IsWholeNumber(int decimals, double value) {
   return decimals <= 0 && value < kExactIntegers && value > -kExactIntegers;
 }
 
+// Bytes FormatWhole may write, beyond what it returns as well.
+constexpr std::size_t kWholeNumberRoom = 32;
+
 // The digits of `value` rounded to a whole number as the fixed notation of
 // the platform rounds, to the nearest and a tie to the even neighbour, into
-// `out` (24 bytes), with "-" in front of a negative result; 0 has no sign.
-// Returns the length. Only for values IsWholeNumber admits.
+// `out`, with "-" in front of a negative result; 0 has no sign. Returns the
+// length; writes kWholeNumberRoom bytes at most, the rest of them scratch.
+// Only for values IsWholeNumber admits.
 std::size_t FormatWhole(double value, char* out);
 
 // Writes what PrintNumber sends into `out` (kNumberTextSize bytes), without

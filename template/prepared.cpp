@@ -44,8 +44,8 @@ std::size_t GlobalLength(const char* text, char* bytes, int* byteCount) {
   return 0;
 }
 
-// Whole numbers without width take at most a sign and seventeen digits.
-constexpr std::uint32_t kWholeSize = 24;
+// What a whole number without width may take of the buffer.
+constexpr std::uint32_t kWholeSize = kWholeNumberRoom;
 
 class Preparer {
  public:
