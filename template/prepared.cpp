@@ -247,30 +247,29 @@ int WalkPrepared(NibHandle* h, const PreparedTemplate& t, const PreparedCall& ca
   if (t.simple && (!t.handleDecimals || h->decimals <= 0) && Buffered(h) && Room(h, t.sweepRoom)) {
     char* out = h->outBuffer + h->outUsed;
     char* const start = out;
-    for (; i < t.count; ++i) {
-      const PreparedStep& step = t.steps[i];
-      CopyRun(out, t.pool + step.bytes, step.count);
-      out += step.count;
-      if (step.kind == PreparedStep::kEnd) continue;
-      const double value = StepValue(h, step, call);
+    const double step = h->step;
+    const double* const values = call.values;
+    const PreparedStep* const end = t.steps + t.count;
+    const PreparedStep* at = t.steps;
+    for (; at != end; ++at) {
+      CopyRun(out, t.pool + at->bytes, at->count);
+      out += at->count;
+      if (at->kind == PreparedStep::kEnd) continue;
+      const double value = ApplyNumberForm(at->form, values[at->local], at->unit ? 1.0 : step);
       if (!IsWholeNumber(0, value)) break;  // too large to round here: the way of the walker
       out += FormatWhole(value, out);
     }
     h->outUsed += static_cast<std::uint32_t>(out - start);
-    if (i == t.count) return Result(h);
-    const PreparedStep& step = t.steps[i];
-    PrintNumber(h, step.form.width, step.form.pad, 0, StepValue(h, step, call));
-    ++i;
+    if (at == end) return Result(h);
+    PrintNumber(h, at->form.width, at->form.pad, 0, StepValue(h, *at, call));
+    i = static_cast<std::uint8_t>(at - t.steps + 1);
   }
   WalkSteps(h, t, i, call);
   return Result(h);
 }
 
-int WalkCommand(NibHandle* h, PreparedTemplate* t, const char* text, const PreparedName* names,
-                std::size_t nameCount, const PreparedCall& call) {
-  if (text == nullptr) return Result(h);
-  if (t->source != text) PrepareTemplate(t, text, names, nameCount);
-  if (t->usable) return WalkPrepared(h, *t, call);
+int WalkUnprepared(NibHandle* h, const char* text, const PreparedName* names, std::size_t nameCount,
+                   const PreparedCall& call) {
   LocalEscape locals[kMaxPreparedNames];
   for (std::size_t i = 0; i < nameCount; ++i) {
     if (names[i].kind == PreparedName::kAction) {

@@ -91,10 +91,20 @@ void PrepareTemplate(PreparedTemplate* t, const char* text, const PreparedName* 
 // Sends a prepared template. Returns 1 if `failure` is 0 at the end, else 0.
 int WalkPrepared(NibHandle* h, const PreparedTemplate& t, const PreparedCall& call);
 
+// Walks `text` with the local escapes `names` the ordinary way, byte by
+// byte: for a template too long to prepare.
+int WalkUnprepared(NibHandle* h, const char* text, const PreparedName* names, std::size_t nameCount,
+                   const PreparedCall& call);
+
 // Walks the template `text` (null sends nothing) of a command with the local
 // escapes `names`: through `t`, prepared first if `text` is new to it, or the
 // ordinary way when it does not fit. Returns 1 if `failure` is 0 at the end.
-int WalkCommand(NibHandle* h, PreparedTemplate* t, const char* text, const PreparedName* names,
-                std::size_t nameCount, const PreparedCall& call);
+inline int WalkCommand(NibHandle* h, PreparedTemplate* t, const char* text, const PreparedName* names,
+                       std::size_t nameCount, const PreparedCall& call) {
+  if (text == nullptr) return Result(h);
+  if (t->source != text) PrepareTemplate(t, text, names, nameCount);
+  if (t->usable) return WalkPrepared(h, *t, call);
+  return WalkUnprepared(h, text, names, nameCount, call);
+}
 
 }  // namespace konib
