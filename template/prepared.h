@@ -63,9 +63,9 @@ struct PreparedTemplate {
   // template gives them: whole numbers whenever the handle's `decimals` is
   // 0 too, written in one sweep.
   bool simple;
-  bool handleDecimals;     // some number takes the handle's `decimals`
-  std::uint8_t count;      // steps
-  std::uint32_t sweepRoom; // what the sweep may write, slack included
+  bool handleDecimals;      // some number takes the handle's `decimals`
+  std::uint8_t count;       // steps
+  std::uint32_t sweepRoom;  // what the sweep may write, slack included
   PreparedStep steps[kPreparedSteps];
   char pool[kPreparedPool + 8];  // runs are copied eight bytes at a time
 };
@@ -99,8 +99,8 @@ int WalkUnprepared(NibHandle* h, const char* text, const PreparedName* names, st
 // Walks the template `text` (null sends nothing) of a command with the local
 // escapes `names`: through `t`, prepared first if `text` is new to it, or the
 // ordinary way when it does not fit. Returns 1 if `failure` is 0 at the end.
-inline int WalkCommand(NibHandle* h, PreparedTemplate* t, const char* text, const PreparedName* names,
-                       std::size_t nameCount, const PreparedCall& call) {
+inline int WalkCommand(NibHandle* h, PreparedTemplate* t, const char* text,
+                       const PreparedName* names, std::size_t nameCount, const PreparedCall& call) {
   if (text == nullptr) return Result(h);
   if (t->source != text) PrepareTemplate(t, text, names, nameCount);
   if (t->usable) return WalkPrepared(h, *t, call);
