@@ -164,6 +164,10 @@ double ApplyOperation(const NumberForm& form, double value, double divisor) {
 
 std::size_t ExpandNumber(const char* text, NibHandle* h, const char* name, double value,
                          double divisor) {
+  // Most attempts fail at the name's first letter: no need to read further.
+  const char* p = text + (*text == '(' ? 1 : 0);
+  if (*p == '-' || *p == '+') ++p;
+  if (name[0] != '\0' && platform::ToUpper(*p) != platform::ToUpper(name[0])) return 0;
   NumberForm form;
   const std::size_t used = ParseNumber(text, name, std::strlen(name), &form);
   if (used == 0) return 0;
