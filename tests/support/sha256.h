@@ -34,7 +34,8 @@ inline std::string Sha256(const std::string& message) {
     for (int i = 0; i < 16; ++i) {
       w[i] = 0;
       for (int j = 0; j < 4; ++j)
-        w[i] = (w[i] << 8) | static_cast<unsigned char>(padded[block + i * 4 + j]);
+        w[i] = (w[i] << 8) |
+               static_cast<unsigned char>(padded[block + static_cast<std::size_t>(i * 4 + j)]);
     }
     for (int i = 16; i < 64; ++i) {
       const std::uint32_t s0 = rotr(w[i - 15], 7) ^ rotr(w[i - 15], 18) ^ (w[i - 15] >> 3);

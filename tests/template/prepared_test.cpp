@@ -54,6 +54,11 @@ struct Walks {
   }
 };
 
+// Twenty numbers: more steps than a prepared template holds.
+constexpr char kLong[] =
+    "\\x1,\\x1,\\x1,\\x1,\\x1,\\x1,\\x1,\\x1,\\x1,\\x1,\\x1,\\x1,\\x1,\\x1,\\x1,\\x1,\\x1,\\x1,"
+    "\\x1,\\x1";
+
 TEST(PreparedTemplate, SendsWhatTheWalkerSends) {
   const char* const texts[] = {
       "PU\\x1,\\y1;",
@@ -62,9 +67,8 @@ TEST(PreparedTemplate, SendsWhatTheWalkerSends) {
       "\\pn|\\p0|\\ls|\\sx|\\(py,0)|\\pp|\\e1|\\[nothing.Fn]|\\mv|\\MV",
       "\x81\\x1\x81\\",
       "",
-      // Longer than a prepared template holds: walked the ordinary way.
-      "\\x1,\\x1,\\x1,\\x1,\\x1,\\x1,\\x1,\\x1,\\x1,\\x1,\\x1,\\x1,\\x1,\\x1,\\x1,\\x1,\\x1,\\x1,"
-      "\\x1,\\x1",
+      // Walked the ordinary way.
+      kLong,
   };
   const double values[][5] = {{10.0, 20.0, -3.3, 45.5, 0.0},
                               {-0.0125, 1e300, 0.3125, -1e-9, 0.0},
