@@ -1,13 +1,13 @@
 // NibGetHandle and NibFreeHandle.
 #include "core/handle.h"
 
-#include "config/arena.h"
-#include "template/extension.h"
-
 #include <cstring>
 
+#include "config/arena.h"
 #include "platform/memory.h"
 #include "platform/modules.h"
+#include "template/extension.h"
+#include "template/prepared.h"
 
 namespace konib {
 namespace {
@@ -68,7 +68,9 @@ extern "C" KONIB_API void* NibGetHandle(const _NibWorld2* size) {
   FindModuleDir(h);
   h->outUsed = 0;
   h->outBuffer = static_cast<char*>(platform::AllocBlock(kOutBufferSize));
-  if (h->outBuffer == nullptr) {
+  h->prepared = static_cast<PreparedTemplate*>(
+      platform::AllocBlock(kPreparedCount * sizeof(PreparedTemplate)));
+  if (h->outBuffer == nullptr || h->prepared == nullptr) {
     h->failure = kOutOfMemory;
     NibFreeHandle(h);
     return nullptr;
@@ -80,6 +82,7 @@ extern "C" KONIB_API void NibFreeHandle(void* handle) {
   auto* h = static_cast<NibHandle*>(handle);
   if (h == nullptr) return;
   platform::FreeBlock(h->outBuffer);
+  platform::FreeBlock(h->prepared);
   FreeArena(h);
   ReleaseExtensions(h);
   platform::FreeBlock(h->extArgBuffer);

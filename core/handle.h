@@ -14,12 +14,16 @@ namespace konib {
 
 struct NibListEntry;
 struct NibExtensionSlot;
+struct PreparedTemplate;
 
 constexpr std::uint32_t kOutBufferSize = 16384;
 constexpr int kPenCount = 17;
 constexpr int kStyleCount = 10;
 constexpr int kFontAdjustCount = 5;
 constexpr int kModuleDirSize = 260;
+// Templates the drawing path keeps prepared: Command.Move, Command.Line,
+// Command.Circle and Command.Arc.
+constexpr int kPreparedCount = 4;
 
 // Machine epsilon: guards divisions, decides empty rectangles and equal numbers.
 constexpr double kEpsilon = 2.220446049250313e-16;
@@ -98,9 +102,9 @@ enum Slot : int {
 };
 
 struct NibPenRow {
-  std::int32_t number;    // pen number the device knows
-  std::int32_t strokes;   // parallel passes; below 1 the pen draws nothing
-  double strokeSpacing;   // distance between passes, plot units
+  std::int32_t number;   // pen number the device knows
+  std::int32_t strokes;  // parallel passes; below 1 the pen draws nothing
+  double strokeSpacing;  // distance between passes, plot units
 };
 
 struct NibFontAdjustRow {
@@ -169,6 +173,7 @@ struct NibHandle {
   NibListEntry* paperList;
   NibListEntry* binList;
   NibListEntry* extensionList;
+  PreparedTemplate* prepared;  // kPreparedCount of them, made when first walked
 
   // Text and device state.
   NibFontAdjustRow fontAdjust[kFontAdjustCount];

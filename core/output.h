@@ -14,6 +14,16 @@ int EmitBytes(NibHandle* h, const char* data, std::int32_t length);
 
 inline int EmitByte(NibHandle* h, char byte) { return EmitBytes(h, &byte, 1); }
 
+// Where up to `bytes` bytes may be written straight into the output buffer,
+// which they do not fill: only in buffered mode, on a handle that has not
+// failed. The writer then adds what it wrote to `outUsed`. Null when the
+// bytes must go through EmitBytes, which hands a full buffer to the device.
+inline char* OutputRoom(NibHandle* h, std::uint32_t bytes) {
+  if (h->putProc != nullptr || h->writeProc == nullptr || h->failure != kGood) return nullptr;
+  if (kOutBufferSize - h->outUsed <= bytes) return nullptr;
+  return h->outBuffer + h->outUsed;
+}
+
 // Hands the waiting bytes to writeProc. Returns 1, or 0 if it refused them.
 // Callers test `failure` first.
 int FlushOutput(NibHandle* h);

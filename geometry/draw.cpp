@@ -13,9 +13,9 @@ namespace konib {
 namespace {
 
 constexpr double kTwoPi = 6.283185307179586;
-constexpr double kShortPath = 0.1;   // shorter paths are drawn solid and straight
+constexpr double kShortPath = 0.1;  // shorter paths are drawn solid and straight
 constexpr double kDotLength = 0.1;
-constexpr double kChordStep = 0.2;   // arc length of one chord
+constexpr double kChordStep = 0.2;  // arc length of one chord
 constexpr double kChordMargin = 0.01;
 // No curve is cut into more chords than this, whatever its dashes: a huge
 // radius gets longer chords, so that a call always ends in reasonable time.
@@ -23,10 +23,24 @@ constexpr double kMaxChords = 1 << 20;
 
 const NibPenRow& CurrentPen(const NibHandle* h) { return h->pens[h->currentPen]; }
 
-double Distance(const _NibWorld2& a, const _NibWorld2& b) {
+double SquaredDistance(const _NibWorld2& a, const _NibWorld2& b) {
   const double dx = b.x - a.x;
   const double dy = b.y - a.y;
-  return std::sqrt(dx * dx + dy * dy);
+  return dx * dx + dy * dy;
+}
+
+// Whether the distance from `from` to `a` exceeds that to `b`, as their
+// square roots compare. The squares decide when they lie far enough apart
+// that no rounding of the roots could make them equal; only a near tie
+// takes the roots themselves.
+bool FartherThan(const _NibWorld2& from, const _NibWorld2& a, const _NibWorld2& b) {
+  const double sa = SquaredDistance(from, a);
+  const double sb = SquaredDistance(from, b);
+  if (sb > 1e-290 && sb < 1e290) {  // full precision, and room to widen
+    if (sa > sb * (1 + 1e-9)) return true;
+    if (sa < sb * (1 - 1e-9)) return false;
+  }
+  return std::sqrt(sa) > std::sqrt(sb);
 }
 
 bool Finite(const _NibWorld2& p) { return std::isfinite(p.x) && std::isfinite(p.y); }
@@ -38,13 +52,16 @@ _NibWorld2 OnCircle(const _NibWorld2& centre, double radius, double angle) {
 // The stretch of `way` (positions from its start, `length` long) that the
 // clip rectangle lets through, widened for rounding; false when none does.
 // Dashes wholly outside it need not be walked to the clip one by one.
-bool VisibleStretch(const NibHandle* h, const Stroke& way, double length, double* from, double* to) {
+bool VisibleStretch(const NibHandle* h, const Stroke& way, double length, double* from,
+                    double* to) {
   *from = 0.0;
   *to = length;
   if (h->clipEnabled == 0) return true;
   Stroke visible;
   if (ClipLine(way, h->clipRect, &visible) == 0) return false;
-  const auto along = [&](double x, double y) { return ((x - way.x) * way.dx + (y - way.y) * way.dy) / length; };
+  const auto along = [&](double x, double y) {
+    return ((x - way.x) * way.dx + (y - way.y) * way.dy) / length;
+  };
   double a = along(visible.x, visible.y);
   double b = along(visible.x + visible.dx, visible.y + visible.dy);
   if (a > b) std::swap(a, b);
@@ -69,8 +86,9 @@ int DrawDashedLine(NibHandle* h, const Stroke& line, double length) {
       double pos, seg;
       while (layout.Next(&pos, &seg) && to >= pos) {
         if (from > pos + seg) continue;
-        const Stroke piece{line.x + pos * line.dx / length + ox, line.y + pos * line.dy / length + oy,
-                           seg * line.dx / length, seg * line.dy / length};
+        const Stroke piece{line.x + pos * line.dx / length + ox,
+                           line.y + pos * line.dy / length + oy, seg * line.dx / length,
+                           seg * line.dy / length};
         DrawStroke(h, piece, 0, false);
         if (h->failure != kGood) return 0;
       }
@@ -94,12 +112,14 @@ bool ChordsMayShow(const double rect[4], const _NibWorld2& centre, double radius
   const double farY = std::max(std::fabs(box.bottom - centre.y), std::fabs(box.top - centre.y));
   const double outer = radius * (1 + 1e-9) + 1e-9;
   const double inner = radius * std::cos(std::min(step, kTwoPi / 2) / 2) * (1 - 1e-9) - 1e-9;
-  if (nearX * nearX + nearY * nearY > outer * outer) return false;  // the rectangle lies beyond the circle
+  if (nearX * nearX + nearY * nearY > outer * outer)
+    return false;  // the rectangle lies beyond the circle
   return !(inner > 0 && inner * inner > farX * farX + farY * farY);  // or within the ring's hole
 }
 
 // A curve too short for chords: one straight stroke.
-int DrawShortCurve(NibHandle* h, const _NibWorld2* angles, const _NibWorld2& centre, double radius) {
+int DrawShortCurve(NibHandle* h, const _NibWorld2* angles, const _NibWorld2& centre,
+                   double radius) {
   Stroke stroke{centre.x, centre.y, radius, 0.0};
   if (angles != nullptr) {
     const _NibWorld2 from = OnCircle(centre, radius, angles->x);
@@ -135,6 +155,13 @@ int DrawStroke(NibHandle* h, const Stroke& stroke, int style, bool reversed) {
 
 int DrawPenStrokes(NibHandle* h, const Stroke& stroke, int style) {
   const NibPenRow& pen = CurrentPen(h);
+  // A pen of one stroke is offset by a zero, which changes no coordinate
+  // that is not itself a zero. A spacing of sane size keeps the normal
+  // finite, so that the zero is not a NaN.
+  if (pen.strokes == 1 && std::fabs(pen.strokeSpacing) < 1e250 && stroke.x != 0.0 &&
+      stroke.y != 0.0) {
+    return DrawStroke(h, stroke, style, false);
+  }
   const double length = std::sqrt(stroke.dx * stroke.dx + stroke.dy * stroke.dy);
   double nx = 0.0, ny = pen.strokeSpacing;
   if (length > kEpsilon) {
@@ -154,7 +181,8 @@ int DrawPenStrokes(NibHandle* h, const Stroke& stroke, int style) {
   return Result(h);
 }
 
-int DrawDeviceArc(NibHandle* h, const _NibWorld2& centre, const _NibWorld2* angles, int style, double radius) {
+int DrawDeviceArc(NibHandle* h, const _NibWorld2& centre, const _NibWorld2* angles, int style,
+                  double radius) {
   const NibPenRow& pen = CurrentPen(h);
   double strokeRadius = (pen.strokes - 1) * pen.strokeSpacing * 0.5 + radius;  // outermost first
   for (int i = 0; i < pen.strokes; ++i) {
@@ -182,11 +210,14 @@ int DrawDeviceArc(NibHandle* h, const _NibWorld2& centre, const _NibWorld2* angl
   return Result(h);
 }
 
-int DrawStyledArc(NibHandle* h, const _NibWorld2* angles, const _NibWorld2& centre, int style, double radius) {
-  const double sweep = angles != nullptr && std::fabs(angles->y) < kTwoPi ? std::fabs(angles->y) : kTwoPi;
+int DrawStyledArc(NibHandle* h, const _NibWorld2* angles, const _NibWorld2& centre, int style,
+                  double radius) {
+  const double sweep =
+      angles != nullptr && std::fabs(angles->y) < kTwoPi ? std::fabs(angles->y) : kTwoPi;
   const double length = sweep * radius;
   if (length < kShortPath) return DrawShortCurve(h, angles, centre, radius);
-  const double fewestChords = sweep / kMaxChords;  // the bound holds for the whole curve, not each dash
+  const double fewestChords =
+      sweep / kMaxChords;  // the bound holds for the whole curve, not each dash
   const NibPenRow& pen = CurrentPen(h);
   double strokeRadius = (pen.strokes - 1) * pen.strokeSpacing * 0.5 + radius;
   const double start = angles != nullptr ? angles->x : 0.0;
@@ -208,7 +239,8 @@ int DrawStyledArc(NibHandle* h, const _NibWorld2* angles, const _NibWorld2& cent
   return Result(h);
 }
 
-int DrawChordArc(NibHandle* h, const _NibWorld2& angles, const _NibWorld2& centre, double radius, double step) {
+int DrawChordArc(NibHandle* h, const _NibWorld2& angles, const _NibWorld2& centre, double radius,
+                 double step) {
   const double a = angles.x;
   const double b = angles.y;
   const double margin = kChordMargin / radius;
@@ -255,19 +287,21 @@ extern "C" KONIB_API int NibDrawLine(void* handle, const _NibWorld4* line) {
   WorldToDevice(h, start);
   WorldToDevice(h, end);
   // Start from the end nearer to the pen: the pen travels less in the air.
-  if ((h->stateFlags & kPositionKnown) && Distance(h->devicePos, start) > Distance(h->devicePos, end)) {
+  if ((h->stateFlags & kPositionKnown) && FartherThan(h->devicePos, start, end))
     std::swap(start, end);
-  }
   const Stroke stroke{start.x, start.y, end.x - start.x, end.y - start.y};
-  const double length = std::sqrt(stroke.dy * stroke.dy + stroke.dx * stroke.dx);
-  // A line no sheet holds; so long that its length overflows, too.
-  if (!Finite(start) || !std::isfinite(length)) return Result(h);
+  // A line no sheet holds; so long that its length overflows, too. The
+  // square is finite exactly when its root is.
+  const double square = stroke.dy * stroke.dy + stroke.dx * stroke.dx;
+  if (!Finite(start) || !std::isfinite(square)) return Result(h);
   if (h->currentStyle == 0) return DrawPenStrokes(h, stroke, 0);
+  const double length = std::sqrt(square);
   if (length < kShortPath) return DrawPenStrokes(h, stroke, 0);
   return DrawDashedLine(h, stroke, length);
 }
 
-extern "C" KONIB_API int NibDrawArc(void* handle, const _NibWorld2* centre, double radius, const _NibWorld2* angles) {
+extern "C" KONIB_API int NibDrawArc(void* handle, const _NibWorld2* centre, double radius,
+                                    const _NibWorld2* angles) {
   bool skip;
   NibHandle* h = Admit(handle, &skip);
   if (h == nullptr) return 0;

@@ -3,7 +3,7 @@
 #include <cmath>
 
 #include "platform/text.h"
-#include "template/walker.h"
+#include "template/prepared.h"
 
 namespace konib {
 namespace {
@@ -32,7 +32,8 @@ void InvokeWithPoint(void* function, NibSpfuncCall* call, const void* data) {
 void InvokeWithCircle(void* function, NibSpfuncCall* call, const void* data) {
   const auto* args = static_cast<const CircleArguments*>(data);
   _NibWorld2 centre = args->centre;
-  reinterpret_cast<int (*)(NibSpfuncCall*, const _NibWorld2*, double)>(function)(call, &centre, args->radius);
+  reinterpret_cast<int (*)(NibSpfuncCall*, const _NibWorld2*, double)>(function)(call, &centre,
+                                                                                 args->radius);
 }
 
 void InvokeWithArc(void* function, NibSpfuncCall* call, const void* data) {
@@ -43,34 +44,48 @@ void InvokeWithArc(void* function, NibSpfuncCall* call, const void* data) {
       call, &centre, args->radius, &angles);
 }
 
+constexpr PreparedName::Kind kStep = PreparedName::kStepNumber;
+constexpr PreparedName::Kind kUnit = PreparedName::kUnitNumber;
+
+// The local escapes of each command, in the order in which they are tried;
+// the values stand in the same order.
+const PreparedName kMoveNames[] = {{"x1", kStep}, {"y1", kStep}, {"x3", kStep}, {"y3", kStep}};
+const PreparedName kLineNames[] = {{"x1", kStep}, {"y1", kStep}, {"x3", kStep}, {"y3", kStep},
+                                   {"x2", kStep}, {"y2", kStep}, {"x4", kStep}, {"y4", kStep}};
+// The ten escapes of a circle, which an arc has first too.
+#define KONIB_CIRCLE_NAMES                                                                    \
+  {"xc3", kStep}, {"yc3", kStep}, {"xc", kStep}, {"yc", kStep}, {"x0", kStep}, {"y0", kStep}, \
+      {"x5", kStep}, {"y5", kStep}, {"r1", kStep}, {                                          \
+    "r2", kStep                                                                               \
+  }
+const PreparedName kCircleNames[] = {KONIB_CIRCLE_NAMES};
+const PreparedName kArcNames[] = {KONIB_CIRCLE_NAMES, {"mv", PreparedName::kAction},
+                                  {"x1", kStep},      {"y1", kStep},
+                                  {"x3", kStep},      {"y3", kStep},
+                                  {"x2", kStep},      {"y2", kStep},
+                                  {"x4", kStep},      {"y4", kStep},
+                                  {"a1", kUnit},      {"a4", kUnit},
+                                  {"a2", kUnit},      {"a5", kUnit},
+                                  {"a3", kUnit}};
+#undef KONIB_CIRCLE_NAMES
+
+enum PreparedSlot { kPreparedMove, kPreparedLine, kPreparedCircle, kPreparedArc };
+static_assert(kPreparedArc < kPreparedCount,
+              "the handle keeps a prepared template for each primitive");
+
 template <std::size_t N>
-int Walk(NibHandle* h, int slot, const LocalEscape (&locals)[N], ExtensionInvoker invoke, const void* data) {
-  WalkRules rules;
-  rules.locals = locals;
-  rules.localCount = N;
-  rules.invoke = invoke;
-  rules.invokeData = data;
-  return WalkTemplate(h, h->text[slot], nullptr, rules);
+int Walk(NibHandle* h, int slot, PreparedSlot prepared, const PreparedName (&names)[N],
+         const double (&values)[N], ExtensionInvoker invoke, const void* data,
+         std::size_t (*action)(NibHandle*, const char*, const void*) = nullptr,
+         const void* actionData = nullptr) {
+  static_assert(N <= kMaxPreparedNames, "room for the command's escapes");
+  const PreparedCall call{values, action, actionData, invoke, data};
+  return WalkCommand(h, &h->prepared[prepared], h->text[slot], names, N, call);
 }
 
 void Arrive(NibHandle* h, const _NibWorld2& point) {
   h->devicePos = point;
   h->stateFlags |= kPositionKnown;
-}
-
-// The ten escapes of a circle, which an arc has too.
-std::size_t CircleEscapes(NibHandle* h, const char* text, const void* data) {
-  const auto* circle = static_cast<const CircleArguments*>(data);
-  const _NibWorld2& c = circle->centre;
-  const double s = h->step;
-  const LocalEscape locals[] = {
-      {"xc3", h->sizeXY.x - c.x, s, nullptr, nullptr}, {"yc3", h->sizeXY.y - c.y, s, nullptr, nullptr},
-      {"xc", c.x, s, nullptr, nullptr},                {"yc", c.y, s, nullptr, nullptr},
-      {"x0", c.x, s, nullptr, nullptr},                {"y0", c.y, s, nullptr, nullptr},
-      {"x5", h->sizeXY.x - c.x, s, nullptr, nullptr},  {"y5", h->sizeXY.y - c.y, s, nullptr, nullptr},
-      {"r1", circle->radius, s, nullptr, nullptr},     {"r2", circle->radius * 2.0, s, nullptr, nullptr},
-  };
-  return TryLocalEscapes(h, text, locals, sizeof locals / sizeof locals[0]);
 }
 
 // \mv in an arc's template: the move to the arc's start, where the template
@@ -96,46 +111,36 @@ int CommandMove(NibHandle* h, const _NibWorld2& target) {
   if (h->stateFlags & kPositionKnown) {
     const double dx = target.x - h->devicePos.x;
     const double dy = target.y - h->devicePos.y;
-    skip = std::sqrt(dx * dx + dy * dy) < kMoveTolerance;
+    // The square decides unless it lies close to the tolerance's square.
+    const double square = dx * dx + dy * dy;
+    skip = square < 0.0024 || (square <= 0.0026 && std::sqrt(square) < kMoveTolerance);
   }
   if (!skip) {
-    const double s = h->step;
-    const LocalEscape locals[] = {
-        {"x1", target.x, s, nullptr, nullptr},
-        {"y1", target.y, s, nullptr, nullptr},
-        {"x3", h->sizeXY.x - target.x, s, nullptr, nullptr},
-        {"y3", h->sizeXY.y - target.y, s, nullptr, nullptr},
-    };
+    const double values[] = {target.x, target.y, h->sizeXY.x - target.x, h->sizeXY.y - target.y};
     PointArguments args{target};
-    Walk(h, kCmdMove, locals, InvokeWithPoint, &args);
+    Walk(h, kCmdMove, kPreparedMove, kMoveNames, values, InvokeWithPoint, &args);
   }
   Arrive(h, target);
   return Result(h);
 }
 
 int CommandLine(NibHandle* h, const _NibWorld2& target) {
-  const double s = h->step;
   const _NibWorld2 from = h->devicePos;
-  const LocalEscape locals[] = {
-      {"x1", from.x, s, nullptr, nullptr},
-      {"y1", from.y, s, nullptr, nullptr},
-      {"x3", h->sizeXY.x - from.x, s, nullptr, nullptr},
-      {"y3", h->sizeXY.y - from.y, s, nullptr, nullptr},
-      {"x2", target.x, s, nullptr, nullptr},
-      {"y2", target.y, s, nullptr, nullptr},
-      {"x4", h->sizeXY.x - target.x, s, nullptr, nullptr},
-      {"y4", h->sizeXY.y - target.y, s, nullptr, nullptr},
-  };
+  const double values[] = {from.x,   from.y,   h->sizeXY.x - from.x,   h->sizeXY.y - from.y,
+                           target.x, target.y, h->sizeXY.x - target.x, h->sizeXY.y - target.y};
   PointArguments args{target};
-  Walk(h, kCmdLine, locals, InvokeWithPoint, &args);
+  Walk(h, kCmdLine, kPreparedLine, kLineNames, values, InvokeWithPoint, &args);
   Arrive(h, target);
   return Result(h);
 }
 
 int CommandCircle(NibHandle* h, const _NibWorld2& centre, double radius) {
   CircleArguments args{centre, radius, {0.0, 0.0}};
-  const LocalEscape locals[] = {{"", 0.0, 0.0, CircleEscapes, &args}};
-  Walk(h, kCmdCircle, locals, InvokeWithCircle, &args);
+  const double mirroredX = h->sizeXY.x - centre.x;
+  const double mirroredY = h->sizeXY.y - centre.y;
+  const double values[] = {mirroredX, mirroredY, centre.x,  centre.y, centre.x,
+                           centre.y,  mirroredX, mirroredY, radius,   radius * 2.0};
+  Walk(h, kCmdCircle, kPreparedCircle, kCircleNames, values, InvokeWithCircle, &args);
   // Where a device leaves its pen after a circle differs from one to the next.
   h->stateFlags &= ~static_cast<std::uint32_t>(kPositionKnown);
   return Result(h);
@@ -149,7 +154,8 @@ int CommandArc(NibHandle* h, const _NibWorld2& centre, const _NibWorld2& angles,
     sweep = -sweep;
   }
   const _NibWorld2 from{centre.x + radius * std::cos(start), centre.y + radius * std::sin(start)};
-  const _NibWorld2 to{centre.x + radius * std::cos(start + sweep), centre.y + radius * std::sin(start + sweep)};
+  const _NibWorld2 to{centre.x + radius * std::cos(start + sweep),
+                      centre.y + radius * std::sin(start + sweep)};
   const double sweepDegrees = sweep * kDegreesPerRadian;
   if (std::fabs(sweep * radius) < kShortArc) {
     CommandMove(h, from);
@@ -165,25 +171,33 @@ int CommandArc(NibHandle* h, const _NibWorld2& centre, const _NibWorld2& angles,
   if (a5 > 360.0) a5 = 360.0;
 
   CircleArguments args{centre, radius, {start, sweep}};
-  const double s = h->step;
-  const LocalEscape locals[] = {
-      {"", 0.0, 0.0, CircleEscapes, &args},
-      {"", 0.0, 0.0, MoveEscape, &from},
-      {"x1", from.x, s, nullptr, nullptr},
-      {"y1", from.y, s, nullptr, nullptr},
-      {"x3", h->sizeXY.x - from.x, s, nullptr, nullptr},
-      {"y3", h->sizeXY.y - from.y, s, nullptr, nullptr},
-      {"x2", to.x, s, nullptr, nullptr},
-      {"y2", to.y, s, nullptr, nullptr},
-      {"x4", h->sizeXY.x - to.x, s, nullptr, nullptr},
-      {"y4", h->sizeXY.y - to.y, s, nullptr, nullptr},
-      {"a1", a1, 1.0, nullptr, nullptr},
-      {"a4", a1, 1.0, nullptr, nullptr},
-      {"a2", a2, 1.0, nullptr, nullptr},
-      {"a5", a5, 1.0, nullptr, nullptr},
-      {"a3", sweepDegrees, 1.0, nullptr, nullptr},
-  };
-  Walk(h, kCmdArc, locals, InvokeWithArc, &args);
+  const double mirroredX = h->sizeXY.x - centre.x;
+  const double mirroredY = h->sizeXY.y - centre.y;
+  const double values[] = {mirroredX,
+                           mirroredY,
+                           centre.x,
+                           centre.y,
+                           centre.x,
+                           centre.y,
+                           mirroredX,
+                           mirroredY,
+                           radius,
+                           radius * 2.0,
+                           0.0,  // \mv
+                           from.x,
+                           from.y,
+                           h->sizeXY.x - from.x,
+                           h->sizeXY.y - from.y,
+                           to.x,
+                           to.y,
+                           h->sizeXY.x - to.x,
+                           h->sizeXY.y - to.y,
+                           a1,
+                           a1,
+                           a2,
+                           a5,
+                           sweepDegrees};
+  Walk(h, kCmdArc, kPreparedArc, kArcNames, values, InvokeWithArc, &args, MoveEscape, &from);
   Arrive(h, to);
   return Result(h);
 }

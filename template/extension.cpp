@@ -95,7 +95,8 @@ NibExtensionSlot* FindSlot(NibHandle* h, const char* name) {
   if (module == nullptr) return nullptr;
   if (slot == nullptr) {
     std::size_t count = static_cast<std::size_t>(h->extensionCount) + 1;
-    auto* grown = static_cast<NibExtensionSlot*>(platform::ResizeBlock(h->extensions, count * sizeof(NibExtensionSlot)));
+    auto* grown = static_cast<NibExtensionSlot*>(
+        platform::ResizeBlock(h->extensions, count * sizeof(NibExtensionSlot)));
     if (grown == nullptr) {
       if (name[0] != '\0') platform::ReleaseModule(module);
       return nullptr;
@@ -136,7 +137,8 @@ void FillRecord(NibHandle* h, NibExtensionSlot* slot, NibSpfuncCall* call) {
 // Puts the bytes of [p, end) into the arguments, with the argument escapes.
 // Inside the field of a choice `guard` is that choice's name, which is not
 // followed there. False when memory ran out.
-bool PutEscapedBytes(NibHandle* h, const char* p, const char* end, const char* guard, std::uint32_t* count) {
+bool PutEscapedBytes(NibHandle* h, const char* p, const char* end, const char* guard,
+                     std::uint32_t* count) {
   while (p < end && *p != '\0') {
     if (*p == '\\') {
       ++p;
@@ -159,13 +161,19 @@ bool PutEscapedBytes(NibHandle* h, const char* p, const char* end, const char* g
 
 void ExpandArguments(NibHandle* h, const CallText& text, NibSpfuncCall* call) {
   std::uint32_t count = 0;
-  if (!PutEscapedBytes(h, text.arguments, text.arguments + text.argumentsLength, nullptr, &count)) return;
+  if (!PutEscapedBytes(h, text.arguments, text.arguments + text.argumentsLength, nullptr, &count))
+    return;
   if (PutArgumentByte(h, '\0', &count) == 0) return;
   call->arguments = h->extArgBuffer;
   call->argumentsLength = count;
 }
 
 }  // namespace
+
+std::size_t ExtensionCallLength(const char* text) {
+  CallText parsed;
+  return ParseCall(text, &parsed) ? parsed.consumed : 0;
+}
 
 std::size_t ExpandExtension(NibHandle* h, const char* text, NibSpfuncCall* call, void** function) {
   *function = nullptr;

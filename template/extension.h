@@ -34,6 +34,10 @@ struct NibExtensionSlot {
 // `call` is filled from the handle and holds the expanded arguments.
 std::size_t ExpandExtension(NibHandle* h, const char* text, NibSpfuncCall* call, void** function);
 
+// The bytes an extension call at `text` takes, as ExpandExtension counts
+// them, without looking for its module; 0 when this is no call.
+std::size_t ExtensionCallLength(const char* text);
+
 // The escapes that work inside the arguments of a call: \$HH, \n and the
 // choices \pp, \pb, \po, \e0 to \e9; their bytes go to the arguments.
 // Returns the bytes consumed, 0 if not recognised or out of memory.

@@ -137,7 +137,8 @@ std::size_t LineStyleEscape(NibHandle* h, const char* text) {
                                                   "l5", "l6", "l7", "l8", "l9"};
   LocalEscape locals[1 + kStyleCount];
   locals[0] = {"ln", pitch, h->step, nullptr, nullptr};
-  for (int k = 0; k < kStyleCount; ++k) locals[1 + k] = {kNames[k], pitch * d[k], h->step, nullptr, nullptr};
+  for (int k = 0; k < kStyleCount; ++k)
+    locals[1 + k] = {kNames[k], pitch * d[k], h->step, nullptr, nullptr};
   WalkRules rules;
   rules.locals = locals;
   rules.localCount = 1 + kStyleCount;

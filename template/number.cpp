@@ -18,19 +18,13 @@ constexpr int kMaxDecimals = 100;
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 bool IsOperator(char c) { return c != '\0' && std::strchr("+-*/%", c) != nullptr; }
 
-struct Format {
-  char pad = ' ';
-  int width = 0;
-  int decimals;
-};
-
 int ReadBounded(const char* begin, const char* end, int limit) {
   int value = platform::ReadInt(begin, end);
   return value > limit ? limit : value;
 }
 
 // Reads a format at `p` and returns the position behind it.
-const char* ReadFormat(const char* p, Format* format) {
+const char* ReadFormat(const char* p, NumberForm* format) {
   if (p[0] == '0' && IsDigit(p[1])) {
     format->pad = '0';
     ++p;
@@ -48,57 +42,96 @@ const char* ReadFormat(const char* p, Format* format) {
   return p;
 }
 
-// Applies "+n", "*ns" and the like to `r`. Returns the position behind the
+// Reads "+n", "*ns" and the like. Returns the position behind the
 // operation, or null when it is malformed.
-const char* ApplyOperation(const char* p, double divisor, double* r) {
+const char* ReadOperation(const char* p, NumberForm* form) {
   if (!IsOperator(*p)) return nullptr;
-  char op = *p++;
+  form->op = *p++;
   const char* digits = p;
   while (IsDigit(*p) || *p == '.') ++p;
   if (p == digits) return nullptr;
-  double n = platform::ReadDouble(digits, p);
+  form->operand = platform::ReadDouble(digits, p);
   if (platform::ToUpper(*p) == 'S') {
-    n /= divisor;
+    form->operandScaled = true;
     ++p;
-  }
-  bool tiny = std::fabs(n) < kEpsilon;
-  switch (op) {
-    case '+': *r += n; break;
-    case '-': *r -= n; break;
-    case '*': *r *= n; break;
-    case '/': *r = tiny ? 0.0 : *r / n; break;
-    default: *r = tiny ? 0.0 : std::fmod(*r, n); break;
   }
   return p;
 }
 
 }  // namespace
 
-std::size_t ExpandNumber(const char* text, NibHandle* h, const char* name, double value, double divisor) {
-  double r = value / divisor;
-  Format format;
-  format.decimals = h->decimals;
+namespace {
+
+const char kDigitPairs[] =
+    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+    "8081828384858687888990919293949596979899";
+
+}  // namespace
+
+std::size_t FormatWhole(double value, char* out) {
+  auto whole = static_cast<long long>(value);  // towards zero
+  const double rest = value - static_cast<double>(whole);
+  if (rest >= 0.5) {
+    if (rest > 0.5 || (whole & 1) != 0) ++whole;
+  } else if (rest <= -0.5) {
+    if (rest < -0.5 || (whole & 1) != 0) --whole;
+  }
+  std::uint64_t magnitude =
+      whole < 0 ? 0ull - static_cast<std::uint64_t>(whole) : static_cast<std::uint64_t>(whole);
+  // Digits from the back, two at a time, into the end of a scratch area;
+  // then one copy of fixed size.
+  char digits[48];
+  char* const end = digits + 24;
+  char* p = end;
+  if (magnitude <= 0xFFFFFFFFull) {
+    auto small = static_cast<std::uint32_t>(magnitude);
+    for (; small >= 100; small /= 100) {
+      p -= 2;
+      std::memcpy(p, kDigitPairs + (small % 100) * 2, 2);
+    }
+    magnitude = small;
+  } else {
+    for (; magnitude >= 100; magnitude /= 100) {
+      p -= 2;
+      std::memcpy(p, kDigitPairs + (magnitude % 100) * 2, 2);
+    }
+  }
+  if (magnitude >= 10) {
+    p -= 2;
+    std::memcpy(p, kDigitPairs + magnitude * 2, 2);
+  } else {
+    *--p = static_cast<char>('0' + magnitude);
+  }
+  std::size_t n = 0;
+  if (whole < 0) out[n++] = '-';
+  std::memcpy(out + n, p, 24);
+  return n + static_cast<std::size_t>(end - p);
+}
+
+std::size_t ParseNumber(const char* text, const char* name, std::size_t nameLength,
+                        NumberForm* form) {
+  *form = NumberForm();
   const char* p = text;
   bool bracketed = *p == '(';
   if (bracketed) ++p;
   if (*p == '-') {
-    r = -r;
+    form->negate = true;
     ++p;
   } else if (*p == '+') {
     ++p;
   }
-  std::size_t nameLength = std::strlen(name);
   if (platform::CompareNoCaseN(p, name, nameLength) != 0) return 0;
   p += nameLength;
   if (bracketed) {
     if (*p != ',' && *p != ')') return 0;
     if (*p == ',') {
       ++p;
-      if (*p != '\0' && *p != ',' && *p != ')') p = ReadFormat(p, &format);
+      if (*p != '\0' && *p != ',' && *p != ')') p = ReadFormat(p, form);
       if (*p == ',') {
         ++p;
         if (*p != ')') {
-          p = ApplyOperation(p, divisor, &r);
+          p = ReadOperation(p, form);
           if (p == nullptr) return 0;
         }
       }
@@ -106,8 +139,41 @@ std::size_t ExpandNumber(const char* text, NibHandle* h, const char* name, doubl
     if (*p != ')') return 0;
     ++p;
   }
-  PrintNumber(h, format.width, format.pad, format.decimals, r);
   return static_cast<std::size_t>(p - text);
+}
+
+double ApplyOperation(const NumberForm& form, double value, double divisor) {
+  double r = value / divisor;
+  if (form.negate) r = -r;
+  double n = form.operand;
+  if (form.operandScaled) n /= divisor;
+  const bool tiny = std::fabs(n) < kEpsilon;
+  switch (form.op) {
+    case '+':
+      return r + n;
+    case '-':
+      return r - n;
+    case '*':
+      return r * n;
+    case '/':
+      return tiny ? 0.0 : r / n;
+    default:
+      return tiny ? 0.0 : std::fmod(r, n);
+  }
+}
+
+std::size_t ExpandNumber(const char* text, NibHandle* h, const char* name, double value,
+                         double divisor) {
+  // Most attempts fail at the name's first letter: no need to read further.
+  const char* p = text + (*text == '(' ? 1 : 0);
+  if (*p == '-' || *p == '+') ++p;
+  if (name[0] != '\0' && platform::ToUpper(*p) != platform::ToUpper(name[0])) return 0;
+  NumberForm form;
+  const std::size_t used = ParseNumber(text, name, std::strlen(name), &form);
+  if (used == 0) return 0;
+  PrintNumber(h, form.width, form.pad, form.decimals < 0 ? h->decimals : form.decimals,
+              ApplyNumberForm(form, value, divisor));
+  return used;
 }
 
 std::size_t ExpandNumberPair(NibHandle* h, const char* text, const char* xName, double x,
@@ -122,18 +188,42 @@ const char* FormatFixed(double value, int decimals, char* buffer) {
   return buffer;
 }
 
-void PrintNumber(NibHandle* h, int width, char pad, int decimals, double value) {
+std::size_t FormatNumber(char* out, int width, char pad, int decimals, double value) {
+  const bool whole = IsWholeNumber(decimals, value);
+  if (whole && width <= 0) return FormatWhole(value, out);  // never "-0", and no point
   char buffer[kFixedBufferSize];
-  const char* text = FormatFixed(value, decimals, buffer);
-  // A negative value that rounds to zero prints without its sign.
-  if (text[0] == '-' && text[1] != '\0' && std::strspn(text + 1, "0.") == std::strlen(text + 1)) ++text;
-  if (width > 0) {
-    if (*text == '-') EmitByte(h, *text++);
-    const char* point = std::strchr(text, '.');
-    int digits = static_cast<int>(point != nullptr ? point - text : static_cast<std::ptrdiff_t>(std::strlen(text)));
-    for (int i = digits; i < width; ++i) EmitByte(h, pad);
+  const char* text = buffer;
+  std::size_t length;
+  if (whole) {
+    length = FormatWhole(value, buffer);
+  } else {
+    FormatFixed(value, decimals, buffer);
+    length = std::strlen(text);
+    // A negative value that rounds to zero prints without its sign.
+    if (text[0] == '-' && length > 1 && std::strspn(text + 1, "0.") == length - 1) {
+      ++text;
+      --length;
+    }
   }
-  EmitBytes(h, text, static_cast<std::int32_t>(std::strlen(text)));
+  std::size_t n = 0;
+  if (width > 0) {
+    if (*text == '-') {
+      out[n++] = '-';
+      ++text;
+      --length;
+    }
+    const char* point = static_cast<const char*>(std::memchr(text, '.', length));
+    const int digits =
+        static_cast<int>(point != nullptr ? static_cast<std::size_t>(point - text) : length);
+    for (int i = digits; i < width; ++i) out[n++] = pad;
+  }
+  std::memcpy(out + n, text, length);
+  return n + length;
+}
+
+void PrintNumber(NibHandle* h, int width, char pad, int decimals, double value) {
+  char text[kNumberTextSize];
+  EmitBytes(h, text, static_cast<std::int32_t>(FormatNumber(text, width, pad, decimals, value)));
 }
 
 }  // namespace konib

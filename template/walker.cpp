@@ -38,12 +38,7 @@ using GlobalEscape = std::size_t (*)(NibHandle* h, const char* text);
 // The global escapes in the order in which they are tried. The first that
 // recognises the text has done its work.
 const GlobalEscape kGlobalEscapes[] = {
-    HexEscape,
-    LineEndEscape,
-    PenEscape,
-    LineStyleEscape,
-    SizeEscape,
-    PaperEscape,
+    HexEscape,    LineEndEscape, PenEscape, LineStyleEscape, SizeEscape, PaperEscape,
     ChoiceEscape,  // \pp, \pb, \po, \e0 to \e9
 };
 
@@ -52,7 +47,8 @@ std::size_t TryLocals(NibHandle* h, const char* text, const WalkRules& rules) {
 }
 
 bool MatchesGuard(const char* text, const char* guard) {
-  return guard != nullptr && text[0] != '\0' && platform::ToUpper(text[0]) == platform::ToUpper(guard[0]) &&
+  return guard != nullptr && text[0] != '\0' &&
+         platform::ToUpper(text[0]) == platform::ToUpper(guard[0]) &&
          platform::ToUpper(text[1]) == platform::ToUpper(guard[1]);
 }
 
@@ -62,25 +58,30 @@ std::size_t ExpandEscape(NibHandle* h, const char* text, const WalkRules& rules)
   std::size_t used = ExpandGlobalEscape(h, text);
   if (used == 0 && !rules.localsAfterExtension) used = TryLocals(h, text, rules);
   if (used > 0) return used;
-  NibSpfuncCall call;
-  void* function = nullptr;
-  used = ExpandExtension(h, text, &call, &function);
-  if (used > 0) {
-    if (function == nullptr) return used;
-    if (rules.invoke != nullptr) {
-      rules.invoke(function, &call, rules.invokeData);
-    } else {
-      reinterpret_cast<int (*)(NibSpfuncCall*)>(function)(&call);
-    }
-    return used;
-  }
+  used = CallExtension(h, text, rules.invoke, rules.invokeData);
+  if (used > 0) return used;
   if (rules.localsAfterExtension) used = TryLocals(h, text, rules);
   return used;
 }
 
 }  // namespace
 
-std::size_t TryLocalEscapes(NibHandle* h, const char* text, const LocalEscape* locals, std::size_t count) {
+std::size_t CallExtension(NibHandle* h, const char* text, ExtensionInvoker invoke,
+                          const void* invokeData) {
+  NibSpfuncCall call;
+  void* function = nullptr;
+  const std::size_t used = ExpandExtension(h, text, &call, &function);
+  if (used == 0 || function == nullptr) return used;
+  if (invoke != nullptr) {
+    invoke(function, &call, invokeData);
+  } else {
+    reinterpret_cast<int (*)(NibSpfuncCall*)>(function)(&call);
+  }
+  return used;
+}
+
+std::size_t TryLocalEscapes(NibHandle* h, const char* text, const LocalEscape* locals,
+                            std::size_t count) {
   for (std::size_t i = 0; i < count; ++i) {
     const LocalEscape& local = locals[i];
     std::size_t used = local.action != nullptr

@@ -18,9 +18,9 @@ namespace konib {
 // One local escape of a command: a number variable with its value and
 // divisor, printed by ExpandNumber, or an escape with an action of its own.
 struct LocalEscape {
-  const char* name;   // matched without regard to case, as far as it goes
-  double value;       // plot units or degrees
-  double divisor;     // step, or 1.0
+  const char* name;  // matched without regard to case, as far as it goes
+  double value;      // plot units or degrees
+  double divisor;    // step, or 1.0
   // Null for a number variable. Otherwise the escape's own test: returns the
   // bytes consumed at `text` (just behind the backslash), 0 if not here.
   std::size_t (*action)(NibHandle* h, const char* text, const void* data);
@@ -51,9 +51,17 @@ struct WalkRules {
 // extension functions named later are still called.
 int WalkTemplate(NibHandle* h, const char* text, const char* end, const WalkRules& rules);
 
+// An extension call at `text` (just behind a backslash): the function it
+// names, if there is one to call, is called at once, with `invoke` (null:
+// with the call record alone). Returns the bytes the call takes, 0 if this
+// is no call.
+std::size_t CallExtension(NibHandle* h, const char* text, ExtensionInvoker invoke,
+                          const void* invokeData);
+
 // Tries `count` local escapes in order at `text`; the first that consumes
 // bytes wins. Returns the bytes consumed, 0 if none.
-std::size_t TryLocalEscapes(NibHandle* h, const char* text, const LocalEscape* locals, std::size_t count);
+std::size_t TryLocalEscapes(NibHandle* h, const char* text, const LocalEscape* locals,
+                            std::size_t count);
 
 // The walk of a template without local escapes.
 inline int ExpandTemplate(NibHandle* h, const char* text) {

@@ -82,6 +82,8 @@ TEST(Handle, OutOfMemoryGivesNull) {
   EXPECT_EQ(NibGetHandle(&size), nullptr);
   platform::FailAllocationAt(2);  // the output buffer; the record is given back
   EXPECT_EQ(NibGetHandle(&size), nullptr);
+  platform::FailAllocationAt(3);  // the room for prepared templates; all else is given back
+  EXPECT_EQ(NibGetHandle(&size), nullptr);
   platform::FailAllocationAt(0);
 }
 

@@ -14,7 +14,17 @@ namespace konib::test {
 
 class ModelList {
  public:
-  ModelList(std::initializer_list<std::pair<std::string, std::string>> values) {
+  ModelList(std::initializer_list<std::pair<std::string, std::string>> values) { Build(values); }
+  explicit ModelList(const std::vector<std::pair<std::string, std::string>>& values) {
+    Build(values);
+  }
+  const _NibREG_DATA* get() const {
+    return block_.empty() ? nullptr : reinterpret_cast<const _NibREG_DATA*>(block_.data());
+  }
+
+ private:
+  template <typename Values>
+  void Build(const Values& values) {
     constexpr std::size_t kHead = offsetof(_NibREG_DATA, data);
     std::size_t size = 0;
     for (const auto& value : values) size += kHead + value.second.size() + 1;
@@ -32,11 +42,7 @@ class ModelList {
       at += kHead + record->length;
     }
   }
-  const _NibREG_DATA* get() const {
-    return block_.empty() ? nullptr : reinterpret_cast<const _NibREG_DATA*>(block_.data());
-  }
 
- private:
   std::vector<char> block_;
 };
 

@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <clocale>
+#include <cmath>
+#include <cstdint>
+#include <string>
 
 #include "support/expand.h"
 
@@ -50,13 +53,13 @@ TEST(ExpandNumber, WorkedExamples) {
 TEST(ExpandNumber, Formats) {
   NumberExpander expand;
   expand.value = 3.14159;
-  EXPECT_EQ(expand("[\\(x1,6.)]"), "[     3.14]");   // width 6, default decimals
-  EXPECT_EQ(expand("[\\(x1,3)]"), "[3.142]");        // digits alone are decimals
+  EXPECT_EQ(expand("[\\(x1,6.)]"), "[     3.14]");  // width 6, default decimals
+  EXPECT_EQ(expand("[\\(x1,3)]"), "[3.142]");       // digits alone are decimals
   EXPECT_EQ(expand("[\\(x1,0.2)]"), "[3.14]");
-  EXPECT_EQ(expand("[\\(x1,03)]"), "[3.142]");       // pad 0, width 0
-  EXPECT_EQ(expand("[\\(x1,.2)]"), "[3.14]");        // pad '.', no width
-  EXPECT_EQ(expand("[\\(x1,1.2.3)]"), "[ 3.142]");   // width 2, decimals 3
-  EXPECT_EQ(expand("[\\(x1,x4.1)]"), "[xxx3.1]");    // any non-digit pads
+  EXPECT_EQ(expand("[\\(x1,03)]"), "[3.142]");      // pad 0, width 0
+  EXPECT_EQ(expand("[\\(x1,.2)]"), "[3.14]");       // pad '.', no width
+  EXPECT_EQ(expand("[\\(x1,1.2.3)]"), "[ 3.142]");  // width 2, decimals 3
+  EXPECT_EQ(expand("[\\(x1,x4.1)]"), "[xxx3.1]");   // any non-digit pads
   EXPECT_EQ(expand("\\(x1)|\\(x1,)|\\(x1,,)|\\(x1,0,)"), "3.14|3.14|3.14|3");
   EXPECT_EQ(expand("\\(x1,,*2)"), "6.28");
 }
@@ -73,7 +76,8 @@ TEST(ExpandNumber, MalformedFormsAreNotRecognised) {
 
 TEST(ExpandNumber, TriesTheNextVariableAfterAFailedAttempt) {
   Expander expand;
-  const LocalEscape locals[] = {{"x1", 1.0, 1.0, nullptr, nullptr}, {"y1", 2.0, 1.0, nullptr, nullptr}};
+  const LocalEscape locals[] = {{"x1", 1.0, 1.0, nullptr, nullptr},
+                                {"y1", 2.0, 1.0, nullptr, nullptr}};
   WalkRules rules;
   rules.locals = locals;
   rules.localCount = 2;
@@ -90,16 +94,16 @@ TEST(ExpandNumber, NamesIgnoreCase) {
 TEST(PrintNumber, SignWidthAndPad) {
   NumberExpander expand;
   expand.value = -0.001;
-  EXPECT_EQ(expand("\\x1"), "0.00");            // rounds to zero: no sign
+  EXPECT_EQ(expand("\\x1"), "0.00");  // rounds to zero: no sign
   EXPECT_EQ(expand("\\(x1,05.2)"), "00000.00");
   expand.value = 12345;
-  EXPECT_EQ(expand("\\(x1,03.0)"), "12345");    // width only ever adds
-  EXPECT_EQ(expand("\\(x1,7.0)"), "  12345");   // without a point every digit counts
+  EXPECT_EQ(expand("\\(x1,03.0)"), "12345");   // width only ever adds
+  EXPECT_EQ(expand("\\(x1,7.0)"), "  12345");  // without a point every digit counts
   expand.value = -2.5;
-  EXPECT_EQ(expand("\\(x1,4.1)"), "-   2.5");   // the sign goes before the pad
-  EXPECT_EQ(expand("\\(x1,,%2)"), "-0.50");     // remainder keeps the sign of r
+  EXPECT_EQ(expand("\\(x1,4.1)"), "-   2.5");  // the sign goes before the pad
+  EXPECT_EQ(expand("\\(x1,,%2)"), "-0.50");    // remainder keeps the sign of r
   expand.value = 0.0;
-  EXPECT_EQ(expand("\\-x1"), "0.00");           // never "-0"
+  EXPECT_EQ(expand("\\-x1"), "0.00");  // never "-0"
 }
 
 TEST(ExpandNumber, OperatorsActAfterTheDivision) {
@@ -142,6 +146,83 @@ TEST(Numbers, TemplatesIgnoreTheCLocale) {
   EXPECT_EQ(expand.h()->step, 0.025);
   EXPECT_EQ(expand("\\x1;\\(x1,06.1,/3)"), "400.00;000133.3");
   std::setlocale(LC_ALL, old.c_str());
+}
+
+}  // namespace
+}  // namespace konib
+
+namespace konib {
+namespace {
+
+// Whole numbers have their own writer; it must round exactly as the fixed
+// notation of the platform does: to the nearest, ties to the even digit,
+// and on the exact binary value (0.49999999999999994 is below a half).
+TEST(FormatWhole, RoundsAsTheFixedNotation) {
+  const struct {
+    double value;
+    const char* text;
+  } cases[] = {
+      {0.0, "0"},
+      {-0.0, "0"},
+      {0.5, "0"},
+      {1.5, "2"},
+      {2.5, "2"},
+      {-0.5, "0"},
+      {-1.5, "-2"},
+      {-2.5, "-2"},
+      {0.49999999999999994, "0"},
+      {99.5, "100"},
+      {-99.49, "-99"},
+      {4294967295.5, "4294967296"},
+      {-4294967296.0, "-4294967296"},
+      {9007199254740991.0, "9007199254740991"},
+      {-4503599627370495.5, "-4503599627370496"},
+  };
+  for (const auto& c : cases) {
+    char out[kWholeNumberRoom];
+    EXPECT_EQ(std::string(out, FormatWhole(c.value, out)), c.text) << c.value;
+  }
+}
+
+// Against the general writer, over values of every size up to where a double
+// stops holding halves, with ties among them.
+TEST(FormatWhole, AgreesWithTheGeneralWriter) {
+  std::uint64_t state = 12345;
+  for (int i = 0; i < 200000; ++i) {
+    state = state * 6364136223846793005ull + 1442695040888963407ull;
+    const int scale = static_cast<int>(state >> 58);  // 0 to 63
+    double value =
+        std::ldexp(static_cast<double>(state >> 11), scale - 53) - std::ldexp(1.0, scale - 1);
+    if (i % 4 == 0) value = std::floor(value) + 0.5;
+    if (!IsWholeNumber(0, value)) continue;
+    char general[kFixedBufferSize];
+    FormatFixed(value, 0, general);
+    std::string expected = general;
+    if (expected == "-0") expected = "0";
+    char out[kWholeNumberRoom];
+    ASSERT_EQ(std::string(out, FormatWhole(value, out)), expected) << value;
+  }
+}
+
+// What PrintNumber sends and FormatNumber writes are the same bytes, whole
+// or not, with width and pad.
+TEST(FormatNumber, WholeAndFixedWithWidth) {
+  const struct {
+    double value;
+    int width;
+    char pad;
+    int decimals;
+    const char* text;
+  } cases[] = {
+      {-0.4, 3, '0', 0, "000"},        {-12.5, 5, '*', 0, "-***12"},
+      {7.0, 0, ' ', -3, "7"},          {1e20, 0, ' ', 0, "100000000000000000000"},
+      {-0.001, 5, '0', 2, "00000.00"}, {2.25, 2, ' ', 1, " 2.2"},
+  };
+  for (const auto& c : cases) {
+    char out[kNumberTextSize];
+    EXPECT_EQ(std::string(out, FormatNumber(out, c.width, c.pad, c.decimals, c.value)), c.text)
+        << c.value;
+  }
 }
 
 }  // namespace

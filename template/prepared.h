@@ -1,0 +1,110 @@
+// Templates prepared for the drawing path.
+//
+// Which escape stands at each backslash of a template depends on its text
+// alone: the values behind the escapes change from call to call, the choice
+// among them never does. So the primitives' templates are read once, when a
+// drawing call first meets them, into a short list of steps: runs of plain
+// bytes (with \$HH, \n and unrecognised escapes already turned into their
+// bytes), numbers with their format resolved, and the few escapes that must
+// still be looked up in the model when they are sent (pens, styles, papers,
+// the numbers of sizes, extension calls). Walking the list sends exactly
+// the bytes the walker sends for the text, in one piece where it can.
+//
+// A prepared template lives in the handle and remembers the value text it
+// was made from. A text taken in later stands at another place in the arena,
+// which never reuses its bytes, so a changed value is noticed by its address
+// and prepared anew. A template too long for the room here is walked the
+// ordinary way.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "core/handle.h"
+#include "template/number.h"
+#include "template/walker.h"
+
+namespace konib {
+
+// One local escape of a command as the preparation sees it.
+struct PreparedName {
+  const char* name;  // matched without regard to case, as far as it goes
+  enum Kind : std::uint8_t {
+    kStepNumber,  // a number variable divided by `step`
+    kUnitNumber,  // a number variable divided by 1.0 (degrees)
+    kAction,      // an escape with an action of its own, such as \mv
+  } kind;
+};
+
+// A run of plain bytes, and the escape that follows it.
+struct PreparedStep {
+  enum Kind : std::uint8_t {
+    kEnd,        // the run ends the template
+    kNumber,     // a number variable of the command
+    kGlobal,     // a global escape that reads the model or the handle
+    kExtension,  // an extension call
+    kAction,     // a local escape with an action of its own
+  } kind;
+  bool unit;            // kNumber: divided by 1.0, not by `step`
+  std::uint8_t local;   // kNumber: the index of its value
+  std::uint8_t count;   // bytes of the run
+  std::uint16_t bytes;  // where the run stands in the pool
+  std::uint32_t at;     // the escape's offset behind its backslash in the text
+  NumberForm form;      // kNumber
+};
+
+constexpr int kPreparedSteps = 16;
+constexpr int kPreparedPool = 192;
+
+struct PreparedTemplate {
+  const char* source;  // the value text it was made from; null: not made yet
+  bool usable;         // false: the template did not fit, walk it the ordinary way
+  // Only runs and numbers without width, whose decimals are 0 where the
+  // template gives them: whole numbers whenever the handle's `decimals` is
+  // 0 too, written in one sweep.
+  bool simple;
+  bool handleDecimals;      // some number takes the handle's `decimals`
+  std::uint8_t count;       // steps
+  std::uint32_t sweepRoom;  // what the sweep may write, slack included
+  PreparedStep steps[kPreparedSteps];
+  char pool[kPreparedPool + 8];  // runs are copied eight bytes at a time
+};
+
+// What one walk of a prepared template needs besides the handle: the
+// values of the command's number variables in the order of its names, the
+// action behind kAction names, and how an extension function is called.
+struct PreparedCall {
+  const double* values;
+  std::size_t (*action)(NibHandle* h, const char* text, const void* data);
+  const void* actionData;
+  ExtensionInvoker invoke;
+  const void* invokeData;
+};
+
+// The most local escapes a command has.
+constexpr std::size_t kMaxPreparedNames = 32;
+
+// Reads `text` (not null) with the command's local escapes `names` into `t`.
+void PrepareTemplate(PreparedTemplate* t, const char* text, const PreparedName* names,
+                     std::size_t nameCount);
+
+// Sends a prepared template. Returns 1 if `failure` is 0 at the end, else 0.
+int WalkPrepared(NibHandle* h, const PreparedTemplate& t, const PreparedCall& call);
+
+// Walks `text` with the local escapes `names` the ordinary way, byte by
+// byte: for a template too long to prepare.
+int WalkUnprepared(NibHandle* h, const char* text, const PreparedName* names, std::size_t nameCount,
+                   const PreparedCall& call);
+
+// Walks the template `text` (null sends nothing) of a command with the local
+// escapes `names`: through `t`, prepared first if `text` is new to it, or the
+// ordinary way when it does not fit. Returns 1 if `failure` is 0 at the end.
+inline int WalkCommand(NibHandle* h, PreparedTemplate* t, const char* text,
+                       const PreparedName* names, std::size_t nameCount, const PreparedCall& call) {
+  if (text == nullptr) return Result(h);
+  if (t->source != text) PrepareTemplate(t, text, names, nameCount);
+  if (t->usable) return WalkPrepared(h, *t, call);
+  return WalkUnprepared(h, text, names, nameCount, call);
+}
+
+}  // namespace konib
