@@ -1,11 +1,11 @@
 // The library finds extension modules beside itself, however the program
 // named it when it loaded it: here a copy in a folder of its own, loaded by
 // a relative path from that folder, which is then left.
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <random>
 #include <string>
+
+#include <gtest/gtest.h>
 
 #include "KoNib.h"
 #include "platform/modules.h"
@@ -36,8 +36,7 @@ int Put(void* cookie, const char* byte) {
 TEST(LibraryPath, ExtensionsBesideALibraryLoadedByARelativeName) {
   namespace fs = std::filesystem;
   const fs::path before = fs::current_path();
-  const fs::path folder =
-      fs::temp_directory_path() / ("konib-library-" + std::to_string(std::random_device{}()));
+  const fs::path folder = fs::temp_directory_path() / ("konib-library-" + std::to_string(std::random_device{}()));
   fs::create_directories(folder);
   const fs::path built(KONIB_LIBRARY_DIR);
   // A name of its own, too: Windows would find a relative name beside the
@@ -46,8 +45,7 @@ TEST(LibraryPath, ExtensionsBesideALibraryLoadedByARelativeName) {
   fs::copy_file(built / KONIB_LIBRARY_FILE, folder / copy);
   fs::copy_file(built / KONIB_SIBLING_FILE, folder / KONIB_SIBLING_FILE);
   // Under a name that no module beside this program has.
-  fs::copy_file(built / KONIB_PROBE_FILE,
-                folder / (std::string("stray") + platform::kModuleSuffix));
+  fs::copy_file(built / KONIB_PROBE_FILE, folder / (std::string("stray") + platform::kModuleSuffix));
 
   fs::current_path(folder);
   const std::string relative = std::string(".") + platform::kPathSeparator + copy;

@@ -47,7 +47,7 @@ TEST(Memory, TheNthAllocationFailsAndLeavesTheOldBlock) {
   EXPECT_NE(other, nullptr);
   EXPECT_EQ(ResizeBlock(block, 1 << 20), nullptr);
   EXPECT_EQ(static_cast<char*>(block)[0], 'k');  // untouched and still valid
-  void* third = AllocBlock(8);                   // the switch fired once only
+  void* third = AllocBlock(8);                    // the switch fired once only
   EXPECT_NE(third, nullptr);
   FreeBlock(third);
   FreeBlock(other);
