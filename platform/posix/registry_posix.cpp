@@ -305,7 +305,7 @@ long TakeSnapshot(HKEY key, bool values) {
   sqlite3_stmt* statement = Prepared(key->store, values ? kListValues : kListChildren);
   sqlite3_bind_int64(statement, 1, key->id);
   SnapshotWriter writer(key);
-  int rc;
+  int rc = SQLITE_DONE;
   bool ok = true;
   while (ok && (rc = sqlite3_step(statement)) == SQLITE_ROW) {
     auto nameLength = static_cast<std::uint32_t>(sqlite3_column_bytes(statement, 0));
@@ -486,7 +486,7 @@ long EnumValue(HKEY key, std::uint32_t index, char* name, std::uint32_t* nameSiz
 
 long SetValue(HKEY key, const char* name, std::uint32_t type, const void* data,
               std::uint32_t size) {
-  if (key == nullptr || (data == nullptr && size > 0)) return kBadArgument;
+  if (key == nullptr || (data == nullptr && size > 0) || size > 0x7FFFFFFF) return kBadArgument;
   if (name == nullptr) name = "";  // the key's unnamed value
   Store* store = key->store;
   Begin(store);

@@ -30,6 +30,7 @@ struct Case {
 };
 
 const Case kCases[] = {
+    {"empty lines of every kind", "[S]\n\n\r\r\n\r\nA=1\n\n", "S", {"A\0\0", 3}, "A", {"1\0", 2}},
     {"lines may end in LF or CR alone",
      "[S]\nA=1\rB=2\r\nC=3",
      "S",
