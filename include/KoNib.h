@@ -390,6 +390,68 @@ KONIB_API void NibFreeExtensionInfo(const _NibEXTENSION_INFO* info);
 KONIB_API void NibFreeRegModelNames(const char* names);
 
 /* ------------------------------------------------------------------------ */
+/* Model store: models kept below a registry root                           */
+/*                                                                           */
+/* Below `root` and `path` (a key path, parts divided by '\'), the key      */
+/* path\Machine\model holds the machine values of a model, and its value    */
+/* `Command` names the command set at path\Command\name, which several      */
+/* models may share. Names of keys and values compare without regard to     */
+/* case. Each key path is formed in 260 bytes: a path, model or set name    */
+/* that would make it longer names no key, so that the operation finds      */
+/* nothing and changes nothing. A null `root`, `path` or `model` does the   */
+/* same. On Windows `root` is an open registry key such as                   */
+/* HKEY_CURRENT_USER; elsewhere it comes from NibOpenRegistryDirectory, and  */
+/* every change is one transaction in the directory's database: a process   */
+/* that dies never leaves half a model, and a writer waits up to 10 seconds */
+/* for another process's write to end.                                       */
+
+/* Loads model `model`: its machine values and, when it has a value          */
+/* `Command`, that command set. Returns one block, the command values first */
+/* unless a machine value has the same name, then all machine values (the  */
+/* `Command` value among them), each with its terminator in `length` and     */
+/* `type` as stored (1 for every value the library writes). The caller      */
+/* gives it back with NibFreeRegistry. Returns NULL when the model's key is  */
+/* missing or empty, when its command set is missing or empty, or when      */
+/* memory ran out. The list is a snapshot: later changes of the store do     */
+/* not reach it. */
+KONIB_API _NibREG_DATA* NibGetRegistry(HKEY root, const char* path, const char* model);
+
+/* The names of the models below `path`: one block of NUL-terminated names  */
+/* in the store's order, ended by an empty name, given back with             */
+/* NibFreeRegModelNames. NULL when there is no model. If memory runs out     */
+/* part way, the names gathered so far. */
+KONIB_API char* NibGetRegModelNames(HKEY root, const char* path);
+
+/* Installs from initialisation files: unless `model` is NULL or empty, the  */
+/* key of model `model` is replaced by the section `modelSection` of         */
+/* `modelFile`; unless `command` is NULL or empty, the key of command set    */
+/* `command` by the section `commandSection` of `commandFile`. Each section  */
+/* line name=value becomes a value text; the old values are gone whatever   */
+/* the section holds, and a missing section or file (or a NULL section)      */
+/* leaves the key empty. Nothing ties `command` to the model's own line     */
+/* Command=; the model loads with this set only if that line names it.      */
+/* Reports nothing. */
+KONIB_API void NibSetupRegistry(HKEY root, const char* path, const char* model, const char* modelSection,
+                                const char* modelFile, const char* command, const char* commandSection,
+                                const char* commandFile);
+
+/* Deletes model `model`, and its command set if no other model below       */
+/* `path` names that set (without regard to case). A model that does not     */
+/* exist leaves every set alone. Reports nothing. */
+KONIB_API void NibDeleteRegistry(HKEY root, const char* path, const char* model);
+
+#if !defined(_WIN32)
+/* A directory that stands for a registry root, on systems without a         */
+/* registry: its keys and values live in the file models.db inside it and   */
+/* persist between processes. Creates the directory if it is missing.        */
+/* Returns NULL if it cannot be made or its database cannot be opened.       */
+/* Close the root with NibCloseRegistryDirectory (NULL allowed). Two roots   */
+/* on one directory may be used at once by two threads or processes; one    */
+/* root belongs to one thread at a time. Not on Windows, whose own roots     */
+/* serve. */
+KONIB_API HKEY NibOpenRegistryDirectory(const char* directory);
+KONIB_API void NibCloseRegistryDirectory(HKEY root);
+#endif
 /* Set-up queries                                                            */
 /*                                                                           */
 /* What a set-up dialog offers for a model, answered from its list alone     */
