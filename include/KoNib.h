@@ -452,6 +452,8 @@ KONIB_API void NibDeleteRegistry(HKEY root, const char* path, const char* model)
 KONIB_API HKEY NibOpenRegistryDirectory(const char* directory);
 KONIB_API void NibCloseRegistryDirectory(HKEY root);
 #endif
+
+/* ------------------------------------------------------------------------ */
 /* Set-up queries                                                            */
 /*                                                                           */
 /* What a set-up dialog offers for a model, answered from its list alone     */
