@@ -32,23 +32,29 @@ void CopySection(HKEY key, platform::Profile* profile, const char* section, char
   }
 }
 
-// Whether a model other than the ones deleted uses the command set `set`:
-// a model whose key cannot be read counts as not using it.
+// Whether a model other than the one deleted uses the command set `set`.
+// A model whose key cannot be opened or holds no values uses none. When
+// memory runs out on the way the answer is yes: a set that nobody uses is
+// invisible, a model without its set cannot be loaded.
 bool SetInUse(HKEY root, const char* path, const char* set) {
-  const char* names = NibGetRegModelNames(root, path);
-  bool used = false;
+  bool outOfMemory = false;
+  char* names = ReadModelNames(root, path, &outOfMemory);
+  bool used = outOfMemory;
   char keyPath[kKeyPathSize];
   for (const char* name = names; !used && name != nullptr && *name != '\0';
        name += std::strlen(name) + 1) {
     HKEY key;
-    if (!FormKeyPath(keyPath, path, "Machine", name, std::strlen(name)) ||
-        platform::OpenKey(root, keyPath, &key) != platform::kStoreOk) {
+    if (!FormKeyPath(keyPath, path, "Machine", name, std::strlen(name))) continue;
+    const long opened = platform::OpenKey(root, keyPath, &key);
+    if (opened != platform::kStoreOk) {
+      used = opened == platform::kOutOfMemory;
       continue;
     }
-    _NibREG_DATA* values = ReadKeyValues(key);
+    _NibREG_DATA* values = ReadKeyValues(key, &outOfMemory);
     const _NibREG_DATA* command = FindRecord(values, "Command");
-    used = command != nullptr &&
-           platform::CompareNoCase(reinterpret_cast<const char*>(command->data), set) == 0;
+    used = outOfMemory ||
+           (command != nullptr &&
+            platform::CompareNoCase(reinterpret_cast<const char*>(command->data), set) == 0);
     FreeModelBlock(values);
   }
   FreeModelBlock(names);
@@ -78,37 +84,49 @@ void ImportProfileSection(HKEY root, const char* keyPath, const char* section, c
   platform::FreeBlock(block);
 }
 
-}  // namespace konib
-
-using namespace konib;
-
-extern "C" KONIB_API char* NibGetRegModelNames(HKEY root, const char* path) {
+char* ReadModelNames(HKEY root, const char* path, bool* outOfMemory) {
+  *outOfMemory = false;
   char keyPath[kKeyPathSize];
   HKEY machines;
-  if (root == nullptr || !FormKeyPath(keyPath, path, "Machine", nullptr, 0) ||
-      platform::OpenKey(root, keyPath, &machines) != platform::kStoreOk) {
+  if (root == nullptr || !FormKeyPath(keyPath, path, "Machine", nullptr, 0)) return nullptr;
+  long rc = platform::OpenKey(root, keyPath, &machines);
+  if (rc != platform::kStoreOk) {
+    *outOfMemory = rc == platform::kOutOfMemory;
     return nullptr;
   }
   char* names = nullptr;
   std::size_t used = 0, capacity = 0;
   char name[kNameSize];
-  for (std::uint32_t i = 0; platform::EnumKey(machines, i, name, sizeof name) == platform::kStoreOk;
-       ++i) {
+  for (std::uint32_t i = 0;
+       (rc = platform::EnumKey(machines, i, name, sizeof name)) == platform::kStoreOk; ++i) {
     const std::size_t length = std::strlen(name);
     if (used + length + 1 > capacity) {
       // Grown in steps of 16 bytes, with room for the closing empty name.
       const std::size_t grown = (used + length + 1 + 15) / 16 * 16;
       void* block = platform::ResizeBlock(names, grown + 1);
-      if (block == nullptr) break;  // what was gathered so far is the result
+      if (block == nullptr) {  // what was gathered so far is the result
+        *outOfMemory = true;
+        break;
+      }
       names = static_cast<char*>(block);
       capacity = grown;
     }
     std::memcpy(names + used, name, length + 1);
     used += length + 1;
   }
+  if (rc == platform::kOutOfMemory) *outOfMemory = true;
   if (names != nullptr) names[used] = '\0';
   platform::CloseKey(machines);
   return names;
+}
+
+}  // namespace konib
+
+using namespace konib;
+
+extern "C" KONIB_API char* NibGetRegModelNames(HKEY root, const char* path) {
+  bool outOfMemory;
+  return ReadModelNames(root, path, &outOfMemory);
 }
 
 extern "C" KONIB_API void NibSetupRegistry(HKEY root, const char* path, const char* model,

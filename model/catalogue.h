@@ -29,9 +29,13 @@ bool FormKeyPath(char (&buffer)[kKeyPathSize], const char* path, const char* mid
                  const char* name, std::size_t nameLength);
 
 // All values of an open key as one list block, or null (no values, a
-// change between the two passes, or no memory). Closes the key in every
-// case.
-_NibREG_DATA* ReadKeyValues(HKEY key);
+// change between the two passes, or no memory, which sets `*outOfMemory`
+// when that is given). Closes the key in every case.
+_NibREG_DATA* ReadKeyValues(HKEY key, bool* outOfMemory = nullptr);
+
+// The names of the models below `path`, as NibGetRegModelNames gives them;
+// `*outOfMemory` tells whether memory ran out before the end.
+char* ReadModelNames(HKEY root, const char* path, bool* outOfMemory);
 
 // Replaces the key `keyPath` below `root` by the section `section` of the
 // initialisation file `file`: the old key goes, a new one takes every

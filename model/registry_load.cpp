@@ -38,17 +38,15 @@ bool FormKeyPath(char (&buffer)[kKeyPathSize], const char* path, const char* mid
 namespace {
 
 // The first pass: the number of values and their data bytes. An
-// enumeration that fails, a name too long among them, ends the count.
-void MeasureValues(HKEY key, std::uint32_t* count, std::size_t* bytes) {
+// enumeration that fails, a name too long among them, ends the count; the
+// result is the reason.
+long MeasureValues(HKEY key, std::uint32_t* count, std::size_t* bytes) {
   char name[kNameSize];
   for (;;) {
     std::uint32_t nameSize = kNameSize;
     std::uint32_t dataSize = 0;
-    if (platform::EnumValue(key, *count, name, &nameSize, nullptr, nullptr, &dataSize) !=
-        platform::kStoreOk) {
-      return;
-    }
-    if (*count == kMaxRecords) return;
+    const long rc = platform::EnumValue(key, *count, name, &nameSize, nullptr, nullptr, &dataSize);
+    if (rc != platform::kStoreOk || *count == kMaxRecords) return rc;
     ++*count;
     *bytes += dataSize;
   }
@@ -93,11 +91,12 @@ _NibREG_DATA* ReadKeyAt(HKEY root, const char* keyPath) {
 
 }  // namespace
 
-_NibREG_DATA* ReadKeyValues(HKEY key) {
+_NibREG_DATA* ReadKeyValues(HKEY key, bool* outOfMemory) {
   std::uint32_t count = 0;
   std::size_t bytes = 0;
-  MeasureValues(key, &count, &bytes);
-  _NibREG_DATA* list = count > 0 ? FillValues(key, count, bytes) : nullptr;
+  const bool measured = MeasureValues(key, &count, &bytes) != platform::kOutOfMemory;
+  _NibREG_DATA* list = measured && count > 0 ? FillValues(key, count, bytes) : nullptr;
+  if (outOfMemory != nullptr) *outOfMemory = !measured || (count > 0 && list == nullptr);
   platform::CloseKey(key);
   return list;
 }
