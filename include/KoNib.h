@@ -558,4 +558,100 @@ KONIB_API int _spfunc_readcheck(NibSpfuncCall* call, uint32_t value);
 } /* extern "C" */
 #endif
 
+#ifdef __cplusplus
+/* ------------------------------------------------------------------------ */
+/* Manager classes (C++ only)                                                */
+/*                                                                           */
+/* Two small classes that wrap the operations above and do the bookkeeping  */
+/* of their blocks. They are exported from the library with all their       */
+/* members. A C++ class crosses a DLL boundary only between compilers of    */
+/* one ABI family: a program that uses them must be built with a compiler   */
+/* of the family that built the library (the mingw-w64 g++ DLL with         */
+/* mingw-w64 g++, not with MSVC; on Linux, the Itanium C++ ABI of g++ and   */
+/* clang). Programs of any other compiler use the C operations. No member   */
+/* throws. An object belongs to one thread at a time.                       */
+
+/* A read-only view of one model. Each getter keeps its result until the
+ * next call of the same getter (for extensions: with the same index) or the
+ * object's end, and frees it then: the caller frees nothing. */
+class KONIB_API NibRegManager {
+ public:
+  /* Loads the model with NibGetRegistry. A model that cannot be loaded
+   * leaves the object working as a model with no values (a NULL list). */
+  NibRegManager(HKEY root, const char* path, const char* model);
+  /* Frees every kept result, then the list. */
+  virtual ~NibRegManager();
+  /* A copy holds a copy of the list of its own and no results yet, so that
+   * each object frees only what it owns (NULL list if memory ran out). */
+  NibRegManager(const NibRegManager& other);
+  NibRegManager& operator=(const NibRegManager& other);
+
+  /* NibGetPaperInfo; returns 1 when there is an array, else 0. */
+  int GetPaperInfo(const _NibPAPER_INFO*& papers, int& count);
+  /* NibGetBinInfo; returns 1 when there is an array, else 0. */
+  int GetBinInfo(const _NibBIN_INFO*& bins, int& count);
+  /* NibGetGuideText; always 1. */
+  int GetGuideText(const char*& text);
+  /* NibGetStepSizeInfo; `info` NULL and 0 when there is none, else 1. */
+  int GetStepSizeInfo(double step, const _NibSTEPSIZE_INFO*& info);
+  /* NibGetExtensionInfo for `index` 0 to 4, each kept apart; `info` NULL and
+   * 0 when there is none, else 1. Another index gives 0 and leaves `info`. */
+  int GetExtensionInfo(int index, const _NibEXTENSION_INFO*& info);
+  /* NibGetDefaultInfo. */
+  void GetDefaultInfo(_NibInfo& info) const;
+  /* NibGetPaperSize: x the width and y the height, exchanged when `swap` is
+   * not 0. Always 1. */
+  int GetPaperSize(int index, int swap, POINT& size) const;
+  int GetPaperSize(int index, int swap, _NibWorld2& size) const;
+  /* NibIsDrawArc, NibDigitizeKey2, NibIsDigitize. */
+  int IsDrawArc() const;
+  int GetDigitizeKey(char* text, int* length) const;
+  int IsDigitize() const;
+  /* The list, for NibSetPlotter2 and the plain queries; owned by the object. */
+  operator const _NibREG_DATA*() const;
+
+ private:
+  const _NibREG_DATA* list_;
+  const _NibPAPER_INFO* papers_;
+  const _NibBIN_INFO* bins_;
+  const char* guide_;
+  const _NibSTEPSIZE_INFO* steps_;
+  const _NibEXTENSION_INFO* extensions_[5];
+};
+
+/* The catalogue of models below one registry path. */
+class KONIB_API NibRegModelNames {
+ public:
+  /* Keeps `root` (not owned) and a copy of `path`, cut at 259 bytes (NULL:
+   * the empty path). Reads nothing yet. */
+  NibRegModelNames(HKEY root, const char* path);
+  /* Frees the names. */
+  virtual ~NibRegModelNames();
+  /* A copy has the same root and path and no names yet. */
+  NibRegModelNames(const NibRegModelNames& other);
+  NibRegModelNames& operator=(const NibRegModelNames& other);
+
+  /* NibGetRegModelNames, read anew at each use: the former text is freed,
+   * so a text stays valid until the next use or the object's end. NULL
+   * when there is no model. */
+  operator const char*();
+  /* NibDeleteRegistry. */
+  void DeleteModel(const char* model) const;
+  /* NibSetupRegistry. */
+  void SetupModel(const char* model, const char* modelSection, const char* modelFile, const char* command,
+                  const char* commandSection, const char* commandFile) const;
+  /* Installs the command set `command` alone (NULL or empty: nothing) from
+   * section `commandSection` of `commandFile`, as NibSetupRegistry does;
+   * no model's key is touched. */
+  void SetupCommand(const char* command, const char* commandSection, const char* commandFile) const;
+  HKEY GetRegHKEY() const;
+  const char* GetRegPath() const;
+
+ private:
+  const char* names_;
+  HKEY root_;
+  char path_[260];
+};
+#endif /* __cplusplus */
+
 #endif /* KONIB_H */
