@@ -134,6 +134,9 @@ extern "C" KONIB_API void NibSetupRegistry(HKEY root, const char* path, const ch
                                            const char* command, const char* commandSection,
                                            const char* commandFile) {
   if (root == nullptr) return;
+  // A model and its set arrive together: a reader never sees the model
+  // without the set it was installed with.
+  platform::StoreTransaction update(root, true);
   char keyPath[kKeyPathSize];
   if (model != nullptr && *model != '\0' &&
       FormKeyPath(keyPath, path, "Machine", model, std::strlen(model))) {

@@ -10,9 +10,7 @@ namespace {
 
 constexpr char kEndOfText = 0x1A;
 
-bool LineEndAt(const char* p, const char* end) {
-  return p + 1 < end && p[0] == '\r' && p[1] == '\n';
-}
+bool LineEndAt(const char* p, const char* end) { return p + 1 < end && p[0] == '\r' && p[1] == '\n'; }
 
 // Behind the next CR LF, or the end.
 const char* NextLine(const char* p, const char* end) {
@@ -32,8 +30,7 @@ class ValueCursor {
   ValueCursor(const char* body, const char* end) : p_(body), end_(end) {}
   // The next value: its name and value text as spans. False at the end of
   // the section.
-  bool Next(const char** name, std::size_t* nameLength, const char** value,
-            std::size_t* valueLength) {
+  bool Next(const char** name, std::size_t* nameLength, const char** value, std::size_t* valueLength) {
     for (;;) {
       const char* line = p_;
       const char* q = line;
@@ -95,9 +92,8 @@ const char* FindSection(const char* text, const char* end, const char* name) {
   return nullptr;
 }
 
-int EnumTextValue(const char* body, const char* end, std::uint32_t index, char* name,
-                  std::uint32_t* nameSize, std::uint32_t* type, char* data,
-                  std::uint32_t* dataSize) {
+int EnumTextValue(const char* body, const char* end, std::uint32_t index, char* name, std::uint32_t* nameSize,
+                  std::uint32_t* type, char* data, std::uint32_t* dataSize) {
   ValueCursor cursor(body, end);
   const char* n;
   const char* v;
@@ -149,8 +145,8 @@ _NibREG_DATA* ReadTextSection(const char* text, const char* name, std::size_t si
 using namespace konib;
 
 extern "C" KONIB_API _NibREG_DATA* NibGetRegistry2(const void* modelText, unsigned long modelSize,
-                                                   const void* commandText,
-                                                   unsigned long commandSize, const char* model) {
+                                                   const void* commandText, unsigned long commandSize,
+                                                   const char* model) {
   if (modelText == nullptr || modelSize == 0 || model == nullptr) return nullptr;
   const auto* text = static_cast<const char*>(modelText);
   _NibREG_DATA* machine = ReadTextSection(text, model, modelSize);

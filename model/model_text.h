@@ -28,9 +28,8 @@ const char* FindSection(const char* text, const char* end, const char* name);
 // `*dataSize` allows into `data` (may be null: then it only counts);
 // `*dataSize` comes back as the value's length plus its terminator.
 // Returns 0 if the value exists, 1 if not.
-int EnumTextValue(const char* body, const char* end, std::uint32_t index, char* name,
-                  std::uint32_t* nameSize, std::uint32_t* type, char* data,
-                  std::uint32_t* dataSize);
+int EnumTextValue(const char* body, const char* end, std::uint32_t index, char* name, std::uint32_t* nameSize,
+                  std::uint32_t* type, char* data, std::uint32_t* dataSize);
 
 // All values of a section as one list block, or null (no text, no section,
 // no value line, or no memory). Reads the section in one pass per stage.

@@ -15,8 +15,8 @@ bool ListBuilder::Start(std::uint32_t count, std::size_t dataBytes) {
   return block_ != nullptr;
 }
 
-void ListBuilder::Add(const char* name, std::size_t nameLength, std::uint32_t type,
-                      const void* data, std::uint32_t length) {
+void ListBuilder::Add(const char* name, std::size_t nameLength, std::uint32_t type, const void* data,
+                      std::uint32_t length) {
   auto* record = reinterpret_cast<_NibREG_DATA*>(block_ + used_);
   if (nameLength > kNameSize - 1) nameLength = kNameSize - 1;
   std::memcpy(record->name, name, nameLength);
@@ -30,8 +30,7 @@ void ListBuilder::Add(const char* name, std::size_t nameLength, std::uint32_t ty
   used_ += kRecordHead + length;
 }
 
-void ListBuilder::AddText(const char* name, std::size_t nameLength, const char* text,
-                          std::size_t length) {
+void ListBuilder::AddText(const char* name, std::size_t nameLength, const char* text, std::size_t length) {
   // The block is zero-filled: the byte behind the text is its terminator.
   Add(name, nameLength, kTextType, text, static_cast<std::uint32_t>(length));
   last_->length = static_cast<std::uint32_t>(length + 1);
@@ -84,8 +83,7 @@ _NibREG_DATA* MergeLists(const _NibREG_DATA* machine, const _NibREG_DATA* comman
   ListBuilder builder;
   if (!builder.Start(count, bytes)) return nullptr;
   for (const _NibREG_DATA* r = command; r != nullptr; r = r->next) {
-    if (!NamedIn(machine, r->name))
-      builder.Add(r->name, std::strlen(r->name), r->type, r->data, r->length);
+    if (!NamedIn(machine, r->name)) builder.Add(r->name, std::strlen(r->name), r->type, r->data, r->length);
   }
   for (const _NibREG_DATA* r = machine; r != nullptr; r = r->next) {
     builder.Add(r->name, std::strlen(r->name), r->type, r->data, r->length);
@@ -105,10 +103,6 @@ extern "C" KONIB_API void NibFreeRegistry(const _NibREG_DATA* list) { FreeModelB
 extern "C" KONIB_API void NibFreeRegistry2(const _NibREG_DATA* list) { FreeModelBlock(list); }
 extern "C" KONIB_API void NibFreePaperInfo(const _NibPAPER_INFO* info) { FreeModelBlock(info); }
 extern "C" KONIB_API void NibFreeBinInfo(const _NibBIN_INFO* info) { FreeModelBlock(info); }
-extern "C" KONIB_API void NibFreeStepSizeInfo(const _NibSTEPSIZE_INFO* info) {
-  FreeModelBlock(info);
-}
-extern "C" KONIB_API void NibFreeExtensionInfo(const _NibEXTENSION_INFO* info) {
-  FreeModelBlock(info);
-}
+extern "C" KONIB_API void NibFreeStepSizeInfo(const _NibSTEPSIZE_INFO* info) { FreeModelBlock(info); }
+extern "C" KONIB_API void NibFreeExtensionInfo(const _NibEXTENSION_INFO* info) { FreeModelBlock(info); }
 extern "C" KONIB_API void NibFreeRegModelNames(const char* names) { FreeModelBlock(names); }

@@ -33,8 +33,7 @@ class ListBuilder {
   // False when memory ran out or the count is too large.
   bool Start(std::uint32_t count, std::size_t dataBytes);
   // Appends a record; `name` of `nameLength` bytes is cut to 259.
-  void Add(const char* name, std::size_t nameLength, std::uint32_t type, const void* data,
-           std::uint32_t length);
+  void Add(const char* name, std::size_t nameLength, std::uint32_t type, const void* data, std::uint32_t length);
   // Appends a value text of `length` bytes and its terminator.
   void AddText(const char* name, std::size_t nameLength, const char* text, std::size_t length);
   // The finished list (null when nothing was added); the builder lets go of it.

@@ -26,6 +26,8 @@ namespace konib::platform {
 struct Profile;
 
 // Opens `file` for reading; null when it cannot be read (or memory ran out).
+// On Windows the system reads the file at each call, so `file` must stay
+// valid until the profile is closed.
 Profile* OpenProfile(const char* file);
 // Null is allowed.
 void CloseProfile(Profile* profile);

@@ -62,8 +62,9 @@ class LineReader {
     line->begin = p_;
     while (p_ < end_ && *p_ != '\n' && *p_ != '\r') ++p_;
     line->end = p_;
+    // One line end: CR LF, CR or LF.
     if (p_ < end_ && *p_ == '\r') ++p_;
-    if (p_ < end_ && *p_ == '\n' && p_[-1] != '\n') ++p_;
+    if (p_ < end_ && *p_ == '\n' && (p_ == line->end || p_[-1] == '\r')) ++p_;
     return true;
   }
 

@@ -224,15 +224,27 @@ std::size_t ComponentLength(const char* path) {
   return static_cast<std::size_t>(p - path);
 }
 
+// A key path of names of 1 to 259 bytes each, divided by single '\'.
+bool ValidPath(const char* subkey) {
+  for (const char* p = subkey; *p != '\0';) {
+    const std::size_t length = ComponentLength(p);
+    if (length == 0 || length > kMaxName) return false;
+    p += length;
+    if (*p == '\\' && *++p == '\0') return false;  // a path may not end in '\'
+  }
+  return true;
+}
+
 // Walks `subkey` below `parent`, creating what is missing when `create`
-// is set; the id of the key it names comes back in `*id`.
+// is set; the id of the key it names comes back in `*id`. A path that is
+// not valid is refused before anything is made.
 long Walk(Store* store, sqlite3_int64 parent, const char* subkey, bool create, sqlite3_int64* id) {
+  if (subkey != nullptr && !ValidPath(subkey)) return kBadArgument;
   if (!KeyExists(store, parent)) return kNotFound;
   *id = parent;
   if (subkey == nullptr) return kStoreOk;
   for (const char* p = subkey; *p != '\0';) {
-    std::size_t length = ComponentLength(p);
-    if (length == 0 || length > kMaxName) return kBadArgument;
+    const std::size_t length = ComponentLength(p);
     sqlite3_int64 child = FindChild(store, *id, p, length);
     if (child < 0) return kStoreFailed;
     if (child == 0) {
@@ -245,7 +257,7 @@ long Walk(Store* store, sqlite3_int64 parent, const char* subkey, bool create, s
     }
     *id = child;
     p += length;
-    if (*p == '\\' && *++p == '\0') return kBadArgument;  // a path may not end in '\'
+    if (*p == '\\') ++p;
   }
   return kStoreOk;
 }
@@ -293,7 +305,7 @@ long TakeSnapshot(HKEY key, bool values) {
   sqlite3_stmt* statement = Prepared(key->store, values ? kListValues : kListChildren);
   sqlite3_bind_int64(statement, 1, key->id);
   SnapshotWriter writer(key);
-  int rc;
+  int rc = SQLITE_DONE;
   bool ok = true;
   while (ok && (rc = sqlite3_step(statement)) == SQLITE_ROW) {
     auto nameLength = static_cast<std::uint32_t>(sqlite3_column_bytes(statement, 0));
@@ -359,6 +371,19 @@ bool MakeDirectories(const char* directory, char* path) {
   return ::stat(path, &info) == 0 && S_ISDIR(info.st_mode);
 }
 
+// Whether the tables stand already; then opening writes nothing.
+bool HasSchema(sqlite3* db) {
+  sqlite3_stmt* statement;
+  if (sqlite3_prepare_v2(
+          db, "SELECT count(*) FROM sqlite_master WHERE name IN ('keys', 'vals', 'vals_order')", -1,
+          &statement, nullptr) != SQLITE_OK) {
+    return false;
+  }
+  const bool whole = sqlite3_step(statement) == SQLITE_ROW && sqlite3_column_int(statement, 0) == 3;
+  sqlite3_finalize(statement);
+  return whole;
+}
+
 bool OpenDatabase(Store* store, const char* file) {
   const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
   if (sqlite3_open_v2(file, &store->db, flags, nullptr) != SQLITE_OK) return false;
@@ -369,8 +394,14 @@ bool OpenDatabase(Store* store, const char* file) {
   }
   // WAL where the file system allows it; else the rollback journal, which
   // is as safe against a crash and only lets readers wait for writers.
+  // The log is folded into the database by the writers as it grows, not by
+  // each process that closes its root: opening and closing stay cheap.
+  sqlite3_db_config(store->db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
   if (sqlite3_exec(store->db, "PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL;", nullptr,
-                   nullptr, nullptr) != SQLITE_OK ||
+                   nullptr, nullptr) != SQLITE_OK) {
+    return false;
+  }
+  if (!HasSchema(store->db) &&
       sqlite3_exec(store->db, kSchema, nullptr, nullptr, nullptr) != SQLITE_OK) {
     return false;
   }
@@ -455,7 +486,7 @@ long EnumValue(HKEY key, std::uint32_t index, char* name, std::uint32_t* nameSiz
 
 long SetValue(HKEY key, const char* name, std::uint32_t type, const void* data,
               std::uint32_t size) {
-  if (key == nullptr || (data == nullptr && size > 0)) return kBadArgument;
+  if (key == nullptr || (data == nullptr && size > 0) || size > 0x7FFFFFFF) return kBadArgument;
   if (name == nullptr) name = "";  // the key's unnamed value
   Store* store = key->store;
   Begin(store);
