@@ -88,10 +88,11 @@ extern "C" KONIB_API int _spfunc_write(NibSpfuncCall* call, const char* data, ui
   return EmitBytes(h, data, static_cast<std::int32_t>(length));
 }
 
-extern "C" KONIB_API int _spfunc_read(NibSpfuncCall* call, char* byte) {
+// `into`, not `byte`: windows.h declares a type of that name.
+extern "C" KONIB_API int _spfunc_read(NibSpfuncCall* call, char* into) {
   auto* h = static_cast<NibHandle*>(call->handle);
   if (h->failure != kGood) return 0;
-  if (h->readProc != nullptr && h->readProc(h->deviceCookie, byte) != 0) return 1;
+  if (h->readProc != nullptr && h->readProc(h->deviceCookie, into) != 0) return 1;
   h->failure = kDeviceFailure;  // a missing reader is a device failure, not a quiet 0
   return 0;
 }

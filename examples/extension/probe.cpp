@@ -60,9 +60,9 @@ int Count(NibSpfuncCall* call) {
 
 // Reads one byte from the device and sends it back; a refusal stops there.
 int Relay(NibSpfuncCall* call) {
-  char byte = 0;
-  if (call->read(call, &byte) == 0) return 0;
-  call->write(call, &byte, 1);
+  char got = 0;  // not `byte`: windows.h declares a type of that name
+  if (call->read(call, &got) == 0) return 0;
+  call->write(call, &got, 1);
   return 1;
 }
 

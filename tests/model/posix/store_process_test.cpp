@@ -53,10 +53,15 @@ std::map<std::string, StoreRecords> Expected(const std::string& text, int count)
   return expected;
 }
 
-[[noreturn]] void InstallForever(const std::string& directory, const std::string& file,
+// Installs and deletes until it is killed; tells `ready` once its first
+// install is done, so that the kills land among the writes however slowly
+// the process started.
+[[noreturn]] void InstallForever(int ready, const std::string& directory, const std::string& file,
                                  unsigned seed) {
   std::mt19937 random(seed);
   HKEY root = NibOpenRegistryDirectory(directory.c_str());
+  NibSetupRegistry(root, "Models", "M0", "M0", file.c_str(), SetOf(0), SetOf(0), file.c_str());
+  if (::write(ready, "!", 1) != 1) ::_exit(1);
   for (;;) {
     const int m = static_cast<int>(random() % 4);
     const std::string name = "M" + std::to_string(m);
@@ -75,16 +80,22 @@ std::map<std::string, StoreRecords> Expected(const std::string& text, int count)
 TEST(StoreProcess, AKilledInstallerNeverLeavesHalfAModel) {
   StoreRoot store;
   const std::string directory = store.folder() + "killed";
-  const std::string text = ModelFile(4, 60);
+  const std::string text = ModelFile(4, 40);
   const std::string file = store.WriteFile("models.ini", text);
   const std::map<std::string, StoreRecords> expected = Expected(text, 4);
   std::mt19937 random(7);
   int listed = 0;
-  for (int kill = 0; kill < 220; ++kill) {
+  for (int kill = 0; kill < 200; ++kill) {
+    int ready[2];
+    ASSERT_EQ(::pipe(ready), 0);
     const pid_t child = ::fork();
     ASSERT_GE(child, 0);
-    if (child == 0) InstallForever(directory, file, static_cast<unsigned>(kill));
-    ::usleep(static_cast<useconds_t>(1000 + random() % 30000));
+    if (child == 0) InstallForever(ready[1], directory, file, static_cast<unsigned>(kill));
+    char byte;
+    ASSERT_EQ(::read(ready[0], &byte, 1), 1);
+    ::close(ready[0]);
+    ::close(ready[1]);
+    ::usleep(static_cast<useconds_t>(random() % 6000));
     ::kill(child, SIGKILL);
     int status = 0;
     ::waitpid(child, &status, 0);

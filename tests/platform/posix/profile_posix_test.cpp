@@ -75,7 +75,8 @@ TEST(ProfileReader, RulesOfTheFileForm) {
   StoreRoot store;
   for (const Case& c : kCases) {
     SCOPED_TRACE(c.what);
-    Profile* profile = OpenProfile(store.WriteFile("c.ini", c.file).c_str());
+    const std::string file = store.WriteFile("c.ini", c.file);
+    Profile* profile = OpenProfile(file.c_str());
     ASSERT_NE(profile, nullptr);
     EXPECT_EQ(Read(profile, c.section, nullptr), c.names);
     EXPECT_EQ(Read(profile, c.section, c.name), c.value);
@@ -85,8 +86,8 @@ TEST(ProfileReader, RulesOfTheFileForm) {
 
 TEST(ProfileReader, NamesThatDoNotFitWholeAreLeftOut) {
   StoreRoot store;
-  Profile* profile =
-      OpenProfile(store.WriteFile("n.ini", "[S]\r\nAB=1\r\nLONGER=2\r\nC=3\r\n").c_str());
+  const std::string file = store.WriteFile("n.ini", "[S]\r\nAB=1\r\nLONGER=2\r\nC=3\r\n");
+  Profile* profile = OpenProfile(file.c_str());
   EXPECT_EQ(Read(profile, "S", nullptr, 8), std::string("AB\0C\0\0", 6));
   EXPECT_EQ(Read(profile, "S", nullptr, 2), std::string("\0", 1));
   CloseProfile(profile);
