@@ -1,12 +1,19 @@
 #include "send.h"
 
+#include <fcntl.h>
 #include <libserialport.h>
+#include <poll.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
+#include <memory>
+#include <utility>
 
 namespace konib::tool {
 namespace {
@@ -79,57 +86,158 @@ int SendToFile(const std::string& bytes, const std::string& abortBytes, const De
   return kOk;
 }
 
-struct Port {
-  sp_port* port = nullptr;
-  bool open = false;
-  ~Port() {
-    if (open) sp_close(port);
-    sp_free_port(port);
-  }
+// A serial line: libserialport's port, or a terminal opened with termios
+// where libserialport cannot look the device up (it knows only devices that
+// the kernel lists as serial ports; pseudo-terminals of port redirectors and
+// virtual null-modems are not among them).
+class Line {
+ public:
+  virtual ~Line() = default;
+  // Bytes written within the timeout, or -1 on a failure.
+  virtual long Write(const char* data, std::size_t size, unsigned milliseconds) = 0;
+  virtual void DropQueued() = 0;
+  virtual bool Drain() = 0;
+  std::string error;
 };
 
-int PortError(const Destination& to, const char* what) {
-  char* text = sp_last_error_message();
-  std::fprintf(stderr, "konib: %s: %s: %s\n", to.port.c_str(), what,
-               text != nullptr ? text : "failed");
-  sp_free_error_message(text);
-  return kDeviceError;
-}
+class SerialPort : public Line {
+ public:
+  ~SerialPort() override {
+    if (open_) sp_close(port_);
+    sp_free_port(port_);
+  }
+  bool Open(const Destination& to) {
+    if (sp_get_port_by_name(to.port.c_str(), &port_) != SP_OK) return Fail("no such serial port");
+    if (sp_open(port_, SP_MODE_READ_WRITE) != SP_OK) return Fail("cannot open");
+    open_ = true;
+    sp_flowcontrol flow = to.flow == "xonxoff"  ? SP_FLOWCONTROL_XONXOFF
+                          : to.flow == "rtscts" ? SP_FLOWCONTROL_RTSCTS
+                                                : SP_FLOWCONTROL_NONE;
+    if (sp_set_baudrate(port_, to.baud) != SP_OK || sp_set_bits(port_, 8) != SP_OK ||
+        sp_set_parity(port_, SP_PARITY_NONE) != SP_OK || sp_set_stopbits(port_, 1) != SP_OK ||
+        sp_set_flowcontrol(port_, flow) != SP_OK)
+      return Fail("cannot set the line up");
+    return true;
+  }
+  long Write(const char* data, std::size_t size, unsigned milliseconds) override {
+    sp_return wrote = sp_blocking_write(port_, data, size, milliseconds);
+    if (wrote < 0) Fail("write failed");
+    return wrote;
+  }
+  void DropQueued() override { sp_flush(port_, SP_BUF_OUTPUT); }
+  bool Drain() override { return sp_drain(port_) == SP_OK || Fail("drain failed"); }
+
+ private:
+  bool Fail(const char* what) {
+    char* text = sp_last_error_message();
+    error = std::string(what) + ": " + (text != nullptr ? text : "failed");
+    sp_free_error_message(text);
+    return false;
+  }
+  sp_port* port_ = nullptr;
+  bool open_ = false;
+};
+
+class Terminal : public Line {
+ public:
+  ~Terminal() override {
+    if (fd_ >= 0) close(fd_);
+  }
+  bool Open(const Destination& to) {
+    fd_ = open(to.port.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
+    if (fd_ < 0) return Fail("cannot open");
+    termios t{};
+    if (!isatty(fd_) || tcgetattr(fd_, &t) != 0) return Fail("not a serial line");
+    cfmakeraw(&t);
+    t.c_cflag |= CLOCAL | CREAD;
+    t.c_cflag &= ~static_cast<tcflag_t>(CRTSCTS);
+    t.c_iflag &= ~static_cast<tcflag_t>(IXON | IXOFF | IXANY);
+    if (to.flow == "xonxoff") t.c_iflag |= IXON | IXOFF;
+    if (to.flow == "rtscts") t.c_cflag |= CRTSCTS;
+    speed_t speed = Speed(to.baud);
+    if (speed == 0) {
+      error = "a baud rate of " + std::to_string(to.baud) + " is not available";
+      return false;
+    }
+    if (cfsetispeed(&t, speed) != 0 || cfsetospeed(&t, speed) != 0 ||
+        tcsetattr(fd_, TCSANOW, &t) != 0)
+      return Fail("cannot set the line up");
+    return true;
+  }
+  long Write(const char* data, std::size_t size, unsigned milliseconds) override {
+    pollfd p{fd_, POLLOUT, 0};
+    int ready = poll(&p, 1, static_cast<int>(milliseconds));
+    if (ready < 0 && errno != EINTR) return Fail("write failed"), -1;
+    if (ready <= 0) return 0;
+    ssize_t wrote = write(fd_, data, size);
+    if (wrote < 0) return errno == EAGAIN || errno == EINTR ? 0 : (Fail("write failed"), -1);
+    return static_cast<long>(wrote);
+  }
+  void DropQueued() override { tcflush(fd_, TCOFLUSH); }
+  bool Drain() override { return tcdrain(fd_) == 0 || Fail("drain failed"); }
+
+ private:
+  static speed_t Speed(int baud) {
+    static const std::pair<int, speed_t> kSpeeds[] = {
+        {300, B300},     {600, B600},       {1200, B1200},    {2400, B2400},
+        {4800, B4800},   {9600, B9600},     {19200, B19200},  {38400, B38400},
+        {57600, B57600}, {115200, B115200}, {230400, B230400}};
+    for (const auto& s : kSpeeds)
+      if (s.first == baud) return s.second;
+    return 0;
+  }
+  bool Fail(const char* what) {
+    error = std::string(what) + ": " + std::strerror(errno);
+    return false;
+  }
+  int fd_ = -1;
+};
 
 int SendToPort(const std::string& bytes, const std::string& abortBytes, const Destination& to) {
-  Port p;
-  if (sp_get_port_by_name(to.port.c_str(), &p.port) != SP_OK) return PortError(to, "no such port");
-  if (sp_open(p.port, SP_MODE_READ_WRITE) != SP_OK) return PortError(to, "cannot open");
-  p.open = true;
-  sp_flowcontrol flow = to.flow == "xonxoff"  ? SP_FLOWCONTROL_XONXOFF
-                        : to.flow == "rtscts" ? SP_FLOWCONTROL_RTSCTS
-                                              : SP_FLOWCONTROL_NONE;
-  if (sp_set_baudrate(p.port, to.baud) != SP_OK || sp_set_bits(p.port, 8) != SP_OK ||
-      sp_set_parity(p.port, SP_PARITY_NONE) != SP_OK || sp_set_stopbits(p.port, 1) != SP_OK ||
-      sp_set_flowcontrol(p.port, flow) != SP_OK)
-    return PortError(to, "cannot set the line up");
+  std::unique_ptr<Line> line;
+  auto serial = std::make_unique<SerialPort>();
+  if (serial->Open(to)) {
+    line = std::move(serial);
+  } else {
+    auto terminal = std::make_unique<Terminal>();
+    if (!terminal->Open(to)) {
+      std::fprintf(stderr, "konib: %s: %s\n", to.port.c_str(), serial->error.c_str());
+      return kDeviceError;
+    }
+    line = std::move(terminal);
+  }
   Progress progress(bytes.size(), to.progress);
   std::size_t sent = 0;
   while (sent < bytes.size() && !Interrupted()) {
     std::size_t n = std::min(kChunk, bytes.size() - sent);
     // A short timeout: the device may hold us back with flow control for as
     // long as it likes (a pen change, a sheet to load); we only look up.
-    sp_return wrote = sp_blocking_write(p.port, bytes.data() + sent, n, 200);
-    if (wrote < 0) return PortError(to, "write failed");
+    long wrote = line->Write(bytes.data() + sent, n, 200);
+    if (wrote < 0) {
+      std::fprintf(stderr, "\nkonib: %s: %s\n", to.port.c_str(), line->error.c_str());
+      return kDeviceError;
+    }
     sent += static_cast<std::size_t>(wrote);
     progress.Update(sent);
   }
   if (Interrupted()) {
     // What is still queued for the device is dropped; the abort goes out.
-    sp_flush(p.port, SP_BUF_OUTPUT);
-    if (!abortBytes.empty()) sp_blocking_write(p.port, abortBytes.data(), abortBytes.size(), 2000);
-    sp_drain(p.port);
+    line->DropQueued();
+    for (std::size_t done = 0, tries = 0; done < abortBytes.size() && tries < 20; ++tries) {
+      long wrote = line->Write(abortBytes.data() + done, abortBytes.size() - done, 100);
+      if (wrote < 0) break;
+      done += static_cast<std::size_t>(wrote);
+    }
+    line->Drain();
     std::fprintf(stderr,
                  "\nkonib: interrupted after %zu of %zu bytes; the abort command went out\n", sent,
                  bytes.size());
     return kInterrupted;
   }
-  if (sp_drain(p.port) != SP_OK) return PortError(to, "drain failed");
+  if (!line->Drain()) {
+    std::fprintf(stderr, "\nkonib: %s: %s\n", to.port.c_str(), line->error.c_str());
+    return kDeviceError;
+  }
   progress.Update(sent, true);
   return kOk;
 }
