@@ -297,9 +297,10 @@ bool Reader::Walk(const pugi::xml_node& root, const Context& top) {
     Context context;
   };
   std::vector<Level> stack;
+  Matrix rootOwn;
+  if (!ParseTransform(root.attribute("transform").value(), &rootOwn)) return Fail(root, "bad transform");
   stack.push_back({root, top});
-  if (!ParseTransform(root.attribute("transform").value(), &stack.back().context.matrix))
-    return Fail(root, "bad transform");
+  stack.back().context.matrix = Multiply(top.matrix, rootOwn);
   std::vector<pugi::xml_node> next{root.first_child()};
   while (!stack.empty()) {
     pugi::xml_node node = next.back();
