@@ -271,7 +271,10 @@ void SampleJob(const ModelFile& file, const std::string& section) {
   auto step = [&](const char* what, auto call) {
     device.bytes.clear();
     call();
-    std::printf("  %-34s %s\n", what, EscapeBytes(device.bytes).c_str());
+    // Long runs of chords are cut short: their start shows the form.
+    std::string shown = EscapeBytes(device.bytes);
+    if (shown.size() > 160) shown = shown.substr(0, 160) + "... (" + std::to_string(device.bytes.size()) + " bytes)";
+    std::printf("  %-36s %s\n", what, shown.c_str());
   };
   const _NibWorld4 first{{10, 10}, {100, 0}}, second{{110, 10}, {0, 50}},
       dashed{{10, 80}, {100, 0}};
