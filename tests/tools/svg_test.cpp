@@ -60,6 +60,17 @@ TEST(SvgPath, EveryCommandAbsoluteAndRelative) {
   }
 }
 
+TEST(SvgPath, AnArcWhoseCentreOverflowsIsALine) {
+  std::vector<Subpath> subpaths;
+  std::string message;
+  ASSERT_TRUE(ParsePathData("M0 0a2 2 0 0110 1e308", &subpaths, &message, 10)) << message;
+  ASSERT_EQ(subpaths.size(), 1u);
+  ASSERT_EQ(subpaths[0].segments.size(), 1u);
+  EXPECT_FALSE(subpaths[0].segments[0].curve);
+  EXPECT_EQ(subpaths[0].segments[0].end.x, 10.0);
+  EXPECT_EQ(subpaths[0].segments[0].end.y, 1e308);
+}
+
 TEST(SvgPath, BadDataIsRefusedWithItsPlace) {
   struct Case {
     const char* d;

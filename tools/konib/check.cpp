@@ -319,8 +319,9 @@ void CheckModel(const ModelFile& file, const ModelSection& machine, Problems* pr
       if (StartsNoCase(item.second->name, 0, prefix)) return true;
     return false;
   };
-  for (const auto& [section, value] : values) {
-    const ModelValue& v = *value;
+  for (const auto& item : values) {
+    const ModelSection* section = item.first;
+    const ModelValue& v = *item.second;
     const Key* key = FindKey(v.name);
     if (key == nullptr) {
       if (!IsOtherName(v.name))

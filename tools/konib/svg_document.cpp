@@ -517,7 +517,7 @@ std::string NormaliseColour(const std::string& given) {
     inside.erase(std::remove(inside.begin(), inside.end(), '%'), inside.end());
     if (Numbers(inside, &v, 3) && v.size() == 3) {
       int c[3];
-      for (int i = 0; i < 3; ++i)
+      for (std::size_t i = 0; i < 3; ++i)
         c[i] = static_cast<int>(std::lround(std::clamp(percent ? v[i] * 2.55 : v[i], 0.0, 255.0)));
       std::snprintf(hex, sizeof hex, "#%02x%02x%02x", c[0], c[1], c[2]);
       return hex;

@@ -117,8 +117,12 @@ void ArcToCubics(Point from, double rx, double ry, double rotation, bool large, 
   double delta = end - start;
   if (sweep && delta < 0) delta += 2 * kPi;
   if (!sweep && delta > 0) delta -= 2 * kPi;
-  int pieces = static_cast<int>(std::ceil(std::fabs(delta) / (kPi / 2) - 1e-9));
-  pieces = std::max(pieces, 1);
+  if (!std::isfinite(delta + cx + cy + rx + ry)) {
+    // Radii or ends so large that the centre overflows: no arc to speak of.
+    out->push_back({false, {}, {}, to});
+    return;
+  }
+  int pieces = std::clamp(static_cast<int>(std::ceil(std::fabs(delta) / (kPi / 2) - 1e-9)), 1, 4);
   double step = delta / pieces;
   double k = 4.0 / 3.0 * std::tan(step / 4);
   auto at = [&](double a) {
