@@ -110,14 +110,8 @@ struct NibFontAdjustRow {
   double height;
 };
 
-// Attributes of one text (the text drawing issue gives them meaning).
-struct NibTextState {
-  std::uint32_t flags;
-  double width;
-  double height;
-  double pitch;
-  double angle;
-};
+// Attributes of one text, as the device was last told them.
+using NibTextState = _NibTextInfo;
 
 struct NibHandle {
   // Arena and extensions.

@@ -71,6 +71,40 @@ void House(void* plotter) {
   Circle(plotter, 50, 75, 8);
 }
 
+// Lettering in the free corner of the sheet: sizes, angles, the two style
+// bits, signs that a device language must escape, and one line of CP932
+// kanji and kana where the model declares a kanji font.
+void Lettering(void* plotter) {
+  NibSetPen(plotter, 1);
+  const struct {
+    double x, y, height, degrees;
+    uint32_t flags;
+    const char* text;
+  } labels[] = {
+      {20, 85, 6, 0, 0, "KoNib 0.1"},
+      {20, 75, 4, 0, 1, "Bold <b> & \"quoted\""},
+      {20, 67, 4, 0, 2, "Slanted 'italic' 12345"},
+      {20, 58, 3, 0, 0, "a < b > c & d"},
+      {120, 20, 4, 30, 0, "30 degrees"},
+      {175, 15, 4, 90, 0, "Up 90"},
+  };
+  for (const auto& label : labels) {
+    _NibWorld2 at{label.x, label.y};
+    // The usual proportions of plotter lettering: a width of 2/3 of the
+    // height, and a pitch of 1.5 widths.
+    _NibTextInfo info{label.flags, label.height * 2 / 3, label.height, label.height,
+                      label.degrees * kPi / 180};
+    NibDrawText(plotter, &at, label.text, &info);
+  }
+  unsigned int fonts = 0;
+  if (NibQueryFontSupport(plotter, &fonts) && (fonts & 8)) {
+    _NibWorld2 at{20, 45};
+    _NibTextInfo info{0, 5, 5, 5.5, 0};
+    // "Kanji: " and the CP932 words for plotter and half-width "kana".
+    NibDrawText(plotter, &at, "Kanji: \x83\x76\x83\x8D\x83\x62\x83\x5E \xB6\xC5", &info);
+  }
+}
+
 // The sample sheet, for a plotting area of 400 x 277.
 void DrawSheet(void* plotter) {
   NibSetPen(plotter, 1);
@@ -119,6 +153,8 @@ void DrawSheet(void* plotter) {
   NibSetPen(plotter, 2);  // clipped at the sheet's edge
   Circle(plotter, 400, 0, 60);
   Line(plotter, 300, -20, 420, 60);
+
+  Lettering(plotter);
 }
 
 bool ReadFile(const char* path, std::string* text) {

@@ -23,19 +23,6 @@ constexpr double kMaxChords = 1 << 20;
 
 const NibPenRow& CurrentPen(const NibHandle* h) { return h->pens[h->currentPen]; }
 
-// The tests every drawing call makes first. Null when the call is refused
-// (result 0); `*skip` when it succeeds without drawing.
-NibHandle* Admit(void* handle, bool* skip) {
-  NibHandle* h = Working(handle);
-  *skip = false;
-  if (h == nullptr) return nullptr;
-  if (h->clipEnabled != 0 && (kEpsilon > h->clipRect[2] || kEpsilon > h->clipRect[3])) *skip = true;
-  // Pen 0 draws nothing; nor does an index beyond the table.
-  if (h->currentPen < 1 || h->currentPen >= kPenCount) *skip = true;
-  if (!*skip && CurrentPen(h).strokes < 1) *skip = true;
-  return h;
-}
-
 double Distance(const _NibWorld2& a, const _NibWorld2& b) {
   const double dx = b.x - a.x;
   const double dy = b.y - a.y;
@@ -123,6 +110,17 @@ int DrawShortCurve(NibHandle* h, const _NibWorld2* angles, const _NibWorld2& cen
 }
 
 }  // namespace
+
+NibHandle* Admit(void* handle, bool* skip) {
+  NibHandle* h = Working(handle);
+  *skip = false;
+  if (h == nullptr) return nullptr;
+  if (h->clipEnabled != 0 && (kEpsilon > h->clipRect[2] || kEpsilon > h->clipRect[3])) *skip = true;
+  // Pen 0 draws nothing; nor does an index beyond the table.
+  if (h->currentPen < 1 || h->currentPen >= kPenCount) *skip = true;
+  if (!*skip && CurrentPen(h).strokes < 1) *skip = true;
+  return h;
+}
 
 int DrawStroke(NibHandle* h, const Stroke& stroke, int style, bool reversed) {
   Stroke visible = stroke;

@@ -12,6 +12,11 @@
 
 namespace konib {
 
+// The tests every drawing call makes first: the handle works, the clip
+// rectangle is not empty, the current pen draws. Null when the call is
+// refused (result 0); `*skip` when it succeeds without drawing.
+NibHandle* Admit(void* handle, bool* skip);
+
 // One stroke, clipped, in device style `style`; `reversed` draws it from its
 // end to its start. Returns 1 while the handle works.
 int DrawStroke(NibHandle* h, const Stroke& stroke, int style, bool reversed);

@@ -331,6 +331,50 @@ KONIB_API int NibDrawLine(void* handle, const _NibWorld4* line);
 KONIB_API int NibDrawArc(void* handle, const _NibWorld2* centre, double radius, const _NibWorld2* angles);
 
 /* ------------------------------------------------------------------------ */
+/* Text                                                                      */
+/*                                                                           */
+/* The library has no fonts: it hands the characters to the device's own    */
+/* lettering through the model's text templates. Text is CP932.             */
+
+/* Attributes of one text. `flags` bit 1 asks for bold, bit 2 for the       */
+/* other slant (the model's FontItalicOff); other bits mean nothing.         */
+/* `width`, `height` and `pitch` (start to start of two characters) are in  */
+/* world units, `angle` in radians, 0 along world +x, positive towards +y.  */
+typedef struct _NibTextInfo { uint32_t flags; double width; double height; double pitch; double angle; } _NibTextInfo;
+
+/* Sends `text` (NUL-terminated CP932; must not be NULL) with its first
+ * character starting at `position` (must not be NULL), with the attributes
+ * of `info` (must not be NULL; only read), in the current pen and line
+ * style 0. There is no alignment and no line break. Nothing is sent but the
+ * pen selection when the first character's box does not lie wholly within
+ * the clip rectangle; the rest of the text is not tested. A `width` or
+ * `height` below 2.2e-16 (0, negative or NaN) sends nothing. Bytes that are
+ * no valid CP932 go out as single bytes. A place, size, pitch or angle that
+ * maps to no finite device value sends nothing but the pen selection.
+ * Returns 1, also when nothing was sent, or 0 if the handle is NULL or has
+ * failed, or the device refused bytes during the call. A NULL `position`,
+ * `text` or `info` gives 0 and changes nothing. */
+KONIB_API int NibDrawText(void* handle, const _NibWorld2* position, const char* text, const _NibTextInfo* info);
+
+/* Which characters the model's text templates can carry, into `*bits`:
+ * 1 single bytes below 0x80, 2 half-width kana (single
+ * bytes from 0x80 up), 4 double-byte characters. A model without text
+ * templates gives 0. Returns 1, or 0 if the handle is NULL or has failed
+ * or `bits` is NULL (then `*bits` is left alone). */
+KONIB_API int NibQueryFontSupportCode(void* handle, unsigned int* bits);
+
+/* The fonts the handle's settings declare, into `*bits`: 1 a single-byte
+ * font (ANK above 0), 2 with it a second one (ANK above 1), 8 a kanji font
+ * (Kanji above 0), 4 with it the kanji flag, 16 a second kanji font (Kanji
+ * above 1). Returns 1, or 0 if the handle is NULL or has failed or `bits`
+ * is NULL (then `*bits` is left alone). */
+KONIB_API int NibQueryFontSupport(void* handle, unsigned int* bits);
+
+/* The same answer from the settings `info` alone, without a handle.
+ * Returns 1, or 0 if `info` or `bits` is NULL. */
+KONIB_API int NibQueryFontSupport2(const _NibInfo* info, unsigned int* bits);
+
+/* ------------------------------------------------------------------------ */
 /* Configuration                                                             */
 
 /* Takes `count` items into the handle (count 0 or less: nothing, result 1).

@@ -85,4 +85,27 @@ int Arc(NibSpfuncCall* call, const _NibWorld2* centre, double radius, const _Nib
   return 1;
 }
 
+// Text commands: Command.Text hands over the run's place, the run and the
+// attributes; an Init or a body the character's place and code; a font
+// template the attributes alone.
+std::string Attributes(const _NibTextInfo* info) {
+  return "f" + std::to_string(info->flags) + " w" + Num(info->width) + " h" + Num(info->height) + " p" +
+         Num(info->pitch) + " a" + Num(info->angle);
+}
+
+int TextRun(NibSpfuncCall* call, const _NibWorld2* at, const char* run, const _NibTextInfo* info) {
+  Send(call, "(" + Num(at->x) + "," + Num(at->y) + " '" + run + "' " + Attributes(info) + ")");
+  return 1;
+}
+
+int TextCode(NibSpfuncCall* call, const _NibWorld2* at, uint32_t code, const _NibTextInfo* info) {
+  Send(call, "(" + Num(at->x) + "," + Num(at->y) + " c" + std::to_string(code) + " " + Attributes(info) + ")");
+  return 1;
+}
+
+int TextFont(NibSpfuncCall* call, const _NibTextInfo* info) {
+  Send(call, "(" + Attributes(info) + ")");
+  return 1;
+}
+
 }  // extern "C"

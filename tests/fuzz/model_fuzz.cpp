@@ -39,6 +39,23 @@ void DrawSheet(void* h) {
   }
 }
 
+// Letters texts cut from the input itself, so that the model's own bytes
+// (lead bytes, kana, backslashes, a lead byte at the end) meet its text
+// templates, with sizes and angles good and bad.
+void DrawLettering(void* h, const char* text, std::size_t size) {
+  char label[600];
+  const std::size_t n = size < sizeof label - 1 ? size : sizeof label - 1;
+  std::memcpy(label, text + (size - n), n);  // the tail: the body of the model
+  label[n] = '\0';
+  const _NibTextInfo infos[] = {{0, 3, 4, 5, 0},
+                                {3, 2, 6, -1, 1e300},
+                                {2, 1e-300, 1e300, 0, -0.7},
+                                {1, 5, 5, 5, 1.5707963267948966}};
+  const _NibWorld2 at{20, 30};
+  for (const _NibTextInfo& info : infos) NibDrawText(h, &at, label, &info);
+  NibDrawText(h, &at, label + n / 2, &infos[0]);
+}
+
 // The name in the first line that begins with '['; empty if there is none.
 void FirstSectionName(const char* text, std::size_t size, char* name, std::size_t capacity) {
   name[0] = '\0';
@@ -73,6 +90,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   NibInitiate(h);
   NibStartPage(h);
   DrawSheet(h);
+  DrawLettering(h, text, size);
   const _NibWorld4 window{{0, 0}, {100, 100}};
   const _NibWorld4 view{{20, 20}, {50, 50}};
   NibSetWindow(h, &window);

@@ -66,12 +66,49 @@ TEST(BundledModels, DxyglPenPlotter) {
 
 TEST(BundledModels, SvgVirtualPlotter) {
   std::string svg = Job("svg.ini", "SVG Virtual Plotter");
-  EXPECT_EQ(svg.substr(0, 157),
-            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n<svg xmlns=\"http://www.w3.org/2000/svg\" "
+  EXPECT_EQ(svg.substr(0, 163),
+            "<?xml version=\"1.0\" encoding=\"windows-31j\"?>\r\n<svg xmlns=\"http://www.w3.org/2000/svg\" "
             "width=\"400.0mm\" height=\"277.0mm\" viewBox=\"0 0 4000 2770\">\r\n<rect width=\"100%\"");
   EXPECT_NE(svg.find("<g stroke=\"black\">\r\n<line x1=\"100.0\" y1=\"2570.0\" x2=\"400.0\" y2=\"2570.0\"/>"),
             std::string::npos);
   EXPECT_EQ(Tail(svg, 18), "</g></g>\r\n</svg>\r\n");
+}
+
+// Each model letters a label: "A<1" at (10, 50), 4 high, pitch 3, at 90
+// degrees, then the same at 0 degrees. Letter, sign and digit are three
+// runs, each placed by the library; the direction goes out on a change.
+TEST(BundledModels, Lettering) {
+  const struct {
+    const char* file;
+    const char* section;
+    const char* expected;
+  } cases[] = {
+      {"hpgl.ini", "HP-GL A3 Pen Plotter",
+       "SP1;\r\nLT;PU400,2000;SI0.2000,0.4000;DI0.00,100.00;SL0;LBA\x03PU400,2120;SI0.2000,0.4000;"
+       "LB<\x03"
+       "PU400,2240;SI0.2000,0.4000;LB1\x03PU400,2000;SI0.2000,0.4000;DI100.00,0.00;LBA\x03"
+       "PU520,2000;SI0.2000,0.4000;LB<\x03PU640,2000;SI0.2000,0.4000;LB1\x03"},
+      {"dxygl.ini", "DXY-GL A3 Pen Plotter",
+       "J1\r\nL0\r\nM100,500\r\nS40\r\nQ1\r\nPA\r\nM100,530\r\nS40\r\nQ1\r\nP<\r\nM100,"
+       "560\r\nS40\r\nQ1\r\n"
+       "P1\r\nM100,500\r\nS40\r\nQ0\r\nPA\r\nM130,500\r\nS40\r\nQ0\r\nP<\r\nM160,"
+       "500\r\nS40\r\nQ0\r\nP1\r\n"},
+  };
+  for (const auto& c : cases) {
+    std::string text = ReadModelFile(c.file);
+    _NibREG_DATA* list = NibGetRegistry2(text.data(), Size(text), nullptr, 0, c.section);
+    test::HandlePtr plotter(400, 277);
+    test::TestDevice device;
+    device.BindPut(plotter.get());
+    EXPECT_EQ(NibSetPlotter2(plotter.get(), list), 1);
+    NibFreeRegistry2(list);
+    _NibWorld2 at{10, 50};
+    _NibTextInfo up{0, 2, 4, 3, 1.5707963267948966};
+    _NibTextInfo across{0, 2, 4, 3, 0};
+    EXPECT_EQ(NibDrawText(plotter.get(), &at, "A<1", &up), 1);
+    EXPECT_EQ(NibDrawText(plotter.get(), &at, "A<1", &across), 1);
+    EXPECT_EQ(device.bytes, c.expected) << c.file;
+  }
 }
 
 }  // namespace
