@@ -18,6 +18,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   std::size_t points = 0;
   for (const auto& shape : drawing.shapes)
-    for (const auto& subpath : shape.subpaths) konib::svg::Flatten(subpath, 0.01, [&](konib::svg::Point) { ++points; });
+    for (const auto& subpath : shape.subpaths)
+      konib::svg::Flatten(subpath, 0.01, [&](konib::svg::Point) { ++points; });
   return points == SIZE_MAX;  // keeps the count from being optimised away
 }

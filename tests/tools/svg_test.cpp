@@ -1,11 +1,11 @@
 // The SVG reader: path grammar, document mapping, and refusals of bad input.
+#include "svg.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <string>
 #include <vector>
-
-#include "svg.h"
 
 namespace konib::svg {
 namespace {
@@ -23,7 +23,8 @@ std::string Describe(const std::vector<Subpath>& subpaths) {
     if (!out.empty()) out += " | ";
     out += point(s.start);
     for (const Segment& g : s.segments)
-      out += "; " + (g.curve ? "C " + point(g.c1) + " " + point(g.c2) + " " : std::string()) + point(g.end);
+      out += "; " + (g.curve ? "C " + point(g.c1) + " " + point(g.c2) + " " : std::string()) +
+             point(g.end);
   }
   // Rounding can leave "-0.000": it means 0.
   for (std::size_t at; (at = out.find("-0.000")) != std::string::npos;) out.erase(at, 1);
@@ -36,20 +37,25 @@ TEST(SvgPath, EveryCommandAbsoluteAndRelative) {
     const char* pieces;
   } cases[] = {
       {"M10 20 L30 40", "10.000,20.000; 30.000,40.000"},
-      {"m10 20 l5 5 h10 v-5 z", "10.000,20.000; 15.000,25.000; 25.000,25.000; 25.000,20.000; 10.000,20.000"},
+      {"m10 20 l5 5 h10 v-5 z",
+       "10.000,20.000; 15.000,25.000; 25.000,25.000; 25.000,20.000; 10.000,20.000"},
       {"M0 0 10 10 20 0", "0.000,0.000; 10.000,10.000; 20.000,0.000"},  // pairs behind M are lines
       {"M0 0H5V5h-5v-5", "0.000,0.000; 5.000,0.000; 5.000,5.000; 0.000,5.000; 0.000,0.000"},
       {"M0 0C1 2 3 4 5 6S7 8 9 10",  // S mirrors the last control about the end
-       "0.000,0.000; C 1.000,2.000 3.000,4.000 5.000,6.000; C 7.000,8.000 7.000,8.000 9.000,10.000"},
+       "0.000,0.000; C 1.000,2.000 3.000,4.000 5.000,6.000; C 7.000,8.000 7.000,8.000 "
+       "9.000,10.000"},
       {"M0 0Q3 3 6 0T12 0",  // cubic controls at two thirds; T mirrors (3,3) to (9,-3)
-       "0.000,0.000; C 2.000,2.000 4.000,2.000 6.000,0.000; C 8.000,-2.000 10.000,-2.000 12.000,0.000"},
+       "0.000,0.000; C 2.000,2.000 4.000,2.000 6.000,0.000; C 8.000,-2.000 10.000,-2.000 "
+       "12.000,0.000"},
       {"M0 0A10 10 0 0 1 20 0",  // half a circle, as two quarters through (10,-10)
-       "0.000,0.000; C 0.000,-5.523 4.477,-10.000 10.000,-10.000; C 15.523,-10.000 20.000,-5.523 20.000,0.000"},
+       "0.000,0.000; C 0.000,-5.523 4.477,-10.000 10.000,-10.000; C 15.523,-10.000 20.000,-5.523 "
+       "20.000,0.000"},
       {"M0 0a5 5 0 1010 0",  // flags need no separator
-       "0.000,0.000; C 0.000,2.761 2.239,5.000 5.000,5.000; C 7.761,5.000 10.000,2.761 10.000,0.000"},
+       "0.000,0.000; C 0.000,2.761 2.239,5.000 5.000,5.000; C 7.761,5.000 10.000,2.761 "
+       "10.000,0.000"},
       {"M0 0A0 5 0 0 1 8 0", "0.000,0.000; 8.000,0.000"},  // a zero radius is a line
       {"M1e1-2.5.5 1", "10.000,-2.500; 0.500,1.000"},      // signs and points end numbers
-      {"M1 1 Z M2 2", ""},                                  // nothing drawn: no subpath
+      {"M1 1 Z M2 2", ""},                                 // nothing drawn: no subpath
       {"M0 0 L1 0 Z l0 1", "0.000,0.000; 1.000,0.000; 0.000,0.000 | 0.000,0.000; 0.000,1.000"},
   };
   for (const Case& c : cases) {
@@ -107,22 +113,28 @@ TEST(SvgDocument, MapsThroughViewBoxTransformsAndStyles) {
       {Svg("width=\"100mm\" height=\"50mm\" viewBox=\"0 0 200 100\"",
            "<line x1=\"0\" y1=\"0\" x2=\"200\" y2=\"100\" stroke=\"red\"/>"),
        "#ff0000", "0.000,0.000; 100.000,50.000"},
-      {Svg(mm, "<g transform=\"translate(10 20)\"><g transform=\"scale(2)\">"
-               "<line x1=\"1\" y1=\"1\" x2=\"2\" y2=\"1\" stroke=\"#00F\"/></g></g>"),
+      {Svg(mm,
+           "<g transform=\"translate(10 20)\"><g transform=\"scale(2)\">"
+           "<line x1=\"1\" y1=\"1\" x2=\"2\" y2=\"1\" stroke=\"#00F\"/></g></g>"),
        "#0000ff", "12.000,22.000; 14.000,22.000"},
-      {Svg(mm, "<line x1=\"1\" y1=\"0\" x2=\"2\" y2=\"0\" stroke=\"black\" transform=\"rotate(90)\"/>"),
+      {Svg(mm,
+           "<line x1=\"1\" y1=\"0\" x2=\"2\" y2=\"0\" stroke=\"black\" transform=\"rotate(90)\"/>"),
        "#000000", "0.000,1.000; 0.000,2.000"},
-      {Svg(mm, "<line x2=\"1\" stroke=\"red\" style=\"stroke: green\" transform=\"matrix(1 0 0 1 5 6)\"/>"),
+      {Svg(mm,
+           "<line x2=\"1\" stroke=\"red\" style=\"stroke: green\" transform=\"matrix(1 0 0 1 5 "
+           "6)\"/>"),
        "#008000", "5.000,6.000; 6.000,6.000"},
       // No stroke: the fill colour, black by default, outlines the shape.
       {Svg(mm, "<rect x=\"1\" y=\"2\" width=\"3\" height=\"4\"/>"), "#000000",
        "1.000,2.000; 4.000,2.000; 4.000,6.000; 1.000,6.000; 1.000,2.000"},
       // Hidden elements and definitions draw nothing; the next shape does.
-      {Svg(mm, "<g display=\"none\"><line x2=\"5\" stroke=\"red\"/></g><defs><line x2=\"5\"/></defs>"
-               "<polygon points=\"0,0 1,0 1,1\" stroke=\"rgb(0,128,255)\"/>"),
+      {Svg(mm,
+           "<g display=\"none\"><line x2=\"5\" stroke=\"red\"/></g><defs><line x2=\"5\"/></defs>"
+           "<polygon points=\"0,0 1,0 1,1\" stroke=\"rgb(0,128,255)\"/>"),
        "#0080ff", "0.000,0.000; 1.000,0.000; 1.000,1.000; 0.000,0.000"},
       // An aspect kept: 200 x 100 units centred on a square page.
-      {Svg("width=\"100mm\" height=\"100mm\" viewBox=\"0 0 200 100\"", "<line x2=\"200\" stroke=\"blue\"/>"),
+      {Svg("width=\"100mm\" height=\"100mm\" viewBox=\"0 0 200 100\"",
+           "<line x2=\"200\" stroke=\"blue\"/>"),
        "#0000ff", "0.000,25.000; 100.000,25.000"},
       // Without a unit a length is in pixels, 96 to the inch.
       {Svg("width=\"96\" height=\"96\"", "<line x2=\"96\" stroke=\"blue\"/>"), "#0000ff",
@@ -131,7 +143,8 @@ TEST(SvgDocument, MapsThroughViewBoxTransformsAndStyles) {
   for (const Case& c : cases) {
     Drawing drawing;
     Error error;
-    ASSERT_TRUE(ReadSvg(c.svg.data(), c.svg.size(), &drawing, &error)) << c.svg << ": " << error.message;
+    ASSERT_TRUE(ReadSvg(c.svg.data(), c.svg.size(), &drawing, &error))
+        << c.svg << ": " << error.message;
     ASSERT_EQ(drawing.shapes.size(), 1u) << c.svg;
     EXPECT_EQ(drawing.shapes[0].colour, c.colour) << c.svg;
     EXPECT_EQ(Describe(drawing.shapes[0].subpaths), c.pieces) << c.svg;
@@ -139,9 +152,10 @@ TEST(SvgDocument, MapsThroughViewBoxTransformsAndStyles) {
 }
 
 TEST(SvgDocument, TextKeepsPlaceSizeAngleAndCharacters) {
-  std::string svg = Svg("width=\"100mm\" height=\"100mm\" viewBox=\"0 0 100 100\"",
-                        "<g font-size=\"5\" fill=\"blue\"><text x=\"10\" y=\"0\" transform=\"rotate(30)\">"
-                        "Hi <tspan>  there</tspan>\n</text></g>");
+  std::string svg =
+      Svg("width=\"100mm\" height=\"100mm\" viewBox=\"0 0 100 100\"",
+          "<g font-size=\"5\" fill=\"blue\"><text x=\"10\" y=\"0\" transform=\"rotate(30)\">"
+          "Hi <tspan>  there</tspan>\n</text></g>");
   Drawing drawing;
   Error error;
   ASSERT_TRUE(ReadSvg(svg.data(), svg.size(), &drawing, &error)) << error.message;
@@ -175,9 +189,10 @@ TEST(SvgDocument, BadDocumentsNameLineAndElement) {
     std::size_t line;
     std::string element;
   } cases[] = {
-      {"<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"1\" height=\"1\">\n<line", "not well-formed XML: ", 2,
-       ""},
-      {"<?xml version=\"1.0\"?>\n<!DOCTYPE svg [<!ENTITY a \"aaaaaaaa\"><!ENTITY b \"&a;&a;&a;\">]>\n"
+      {"<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"1\" height=\"1\">\n<line",
+       "not well-formed XML: ", 2, ""},
+      {"<?xml version=\"1.0\"?>\n<!DOCTYPE svg [<!ENTITY a \"aaaaaaaa\"><!ENTITY b "
+       "\"&a;&a;&a;\">]>\n"
        "<svg width=\"1\" height=\"1\">&b;</svg>",
        "entity declarations are not supported", 2, ""},
       {Svg("width=\"1\" height=\"1\"", "\n<line x1=\"NaN\" stroke=\"red\"/>"),
@@ -186,10 +201,13 @@ TEST(SvgDocument, BadDocumentsNameLineAndElement) {
        "path data: bad number at byte 9", 1, "path"},
       {Svg("width=\"1\" height=\"1\"", "<path d=\"M0 0" + std::string(120, ' ') + "\"/>"),
        "d is longer than 100 bytes", 1, "path"},
-      {Svg("width=\"1\" height=\"1\"", "<g transform=\"scale(1e300)\"><line x2=\"1e300\" stroke=\"red\"/></g>"),
+      {Svg("width=\"1\" height=\"1\"",
+           "<g transform=\"scale(1e300)\"><line x2=\"1e300\" stroke=\"red\"/></g>"),
        "a coordinate is not finite after its transforms", 1, "line"},
-      {Svg("width=\"1\" height=\"1\"", "<g transform=\"spin(3)\"/>"), "bad transform: \"spin(3)\"", 1, "g"},
-      {Svg("viewBox=\"0 0 0 1\"", ""), "viewBox is not four numbers with a positive width and height", 1, "svg"},
+      {Svg("width=\"1\" height=\"1\"", "<g transform=\"spin(3)\"/>"), "bad transform: \"spin(3)\"",
+       1, "g"},
+      {Svg("viewBox=\"0 0 0 1\"", ""),
+       "viewBox is not four numbers with a positive width and height", 1, "svg"},
       {"<html/>", "the document is not SVG", 1, "html"},
       {deep, "elements nested more than 8 deep", 1, "g"},
       {many, "more than 10 elements", 2, "line"},
@@ -224,7 +242,8 @@ TEST(SvgFlatten, ChordsStayWithinTheTolerance) {
     for (const Point& p : points) {
       // The middle of each chord is where it strays farthest from the arc.
       double r = std::hypot((from.x + p.x) / 2, (from.y + p.y) / 2);
-      EXPECT_LT(100 - r, tolerance + 0.03) << tolerance;  // 0.03: the cubic's own distance from the circle
+      EXPECT_LT(100 - r, tolerance + 0.03)
+          << tolerance;  // 0.03: the cubic's own distance from the circle
       from = p;
     }
   }
@@ -234,9 +253,14 @@ TEST(SvgFlatten, ChordsStayWithinTheTolerance) {
 }
 
 TEST(SvgColour, Normalised) {
-  const char* cases[][2] = {{"#F00", "#ff0000"},         {"Red", "#ff0000"},  {"rgb(0, 128, 255)", "#0080ff"},
-                            {"rgb(100%,0%,0%)", "#ff0000"}, {"none", ""},        {" salmon ", "salmon"},
-                            {"#12345G", "#12345g"},        {"currentColor", "#000000"}};
+  const char* cases[][2] = {{"#F00", "#ff0000"},
+                            {"Red", "#ff0000"},
+                            {"rgb(0, 128, 255)", "#0080ff"},
+                            {"rgb(100%,0%,0%)", "#ff0000"},
+                            {"none", ""},
+                            {" salmon ", "salmon"},
+                            {"#12345G", "#12345g"},
+                            {"currentColor", "#000000"}};
   for (const auto& c : cases) EXPECT_EQ(NormaliseColour(c[0]), c[1]) << c[0];
 }
 

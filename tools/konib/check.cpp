@@ -273,7 +273,8 @@ void SampleJob(const ModelFile& file, const std::string& section) {
     call();
     // Long runs of chords are cut short: their start shows the form.
     std::string shown = EscapeBytes(device.bytes);
-    if (shown.size() > 160) shown = shown.substr(0, 160) + "... (" + std::to_string(device.bytes.size()) + " bytes)";
+    if (shown.size() > 160)
+      shown = shown.substr(0, 160) + "... (" + std::to_string(device.bytes.size()) + " bytes)";
     std::printf("  %-36s %s\n", what, shown.c_str());
   };
   const _NibWorld4 first{{10, 10}, {100, 0}}, second{{110, 10}, {0, 50}},
@@ -288,6 +289,9 @@ void SampleJob(const ModelFile& file, const std::string& section) {
   step("style 0, circle (200,100) r 30",
        [&] { NibSetStyle(h, 0), NibDrawArc(h, &centre, 30, nullptr); });
   step("arc (200,100) r 40, 0 to 90 degrees", [&] { NibDrawArc(h, &centre, 40, &arc); });
+  const _NibWorld2 label{20, 150};
+  const _NibTextInfo letters{0, 3, 5, 4, 0};
+  step("text \"KoNib\" at (20,150), 5 high", [&] { NibDrawText(h, &label, "KoNib", &letters); });
   step("NibHome", [&] { NibHome(h); });
   step("NibEndPage", [&] { NibEndPage(h); });
   step("NibTerminate", [&] { NibTerminate(h); });

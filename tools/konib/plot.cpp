@@ -166,7 +166,35 @@ void DrawShape(void* h, const svg::Shape& shape, const Placement& place) {
   }
 }
 
+// The device's own lettering draws the text. An SVG font size is the em
+// of the font; a plotter's letters are sized by their capitals and their
+// advance, which in the usual fonts are about 0.7 and 0.6 em.
+void DrawText(void* h, const svg::Text& text, const Placement& place) {
+  std::string bytes = ToDeviceText(text.text);
+  svg::Point at = place.Map(text.position);
+  double em = text.size * place.scale;
+  _NibWorld2 position{at.x, at.y};
+  _NibTextInfo info{0, 0.5 * em, 0.7 * em, 0.6 * em, place.MapAngle(text.angle)};
+  NibDrawText(h, &position, bytes.c_str(), &info);
+}
+
 }  // namespace
+
+std::string ToDeviceText(const std::string& utf8) {
+  std::string out;
+  for (std::size_t i = 0; i < utf8.size(); ++i) {
+    unsigned char c = static_cast<unsigned char>(utf8[i]);
+    if (c < 0x80) {
+      out += c < 0x20 ? ' ' : static_cast<char>(c);
+      continue;
+    }
+    // A character beyond ASCII: its continuation bytes go with it, and a
+    // question mark stands in its place.
+    while (i + 1 < utf8.size() && (static_cast<unsigned char>(utf8[i + 1]) & 0xC0) == 0x80) ++i;
+    out += '?';
+  }
+  return out;
+}
 
 bool AssignPens(const svg::Drawing& drawing, const std::vector<std::string>& map,
                 std::map<std::string, int>* pens, std::string* message) {
@@ -258,10 +286,10 @@ int Plot(const PlotOptions& o) {
     NibSetPen(handle.h, pens[shape.colour]);
     DrawShape(handle.h, shape, place);
   }
-  if (!drawing.texts.empty())
-    std::fprintf(stderr,
-                 "konib: %zu text element(s) not drawn: this build of the library draws no text\n",
-                 drawing.texts.size());
+  for (const svg::Text& label : drawing.texts) {
+    NibSetPen(handle.h, pens[label.colour]);
+    DrawText(handle.h, label, place);
+  }
   NibEndPage(handle.h);
   int ok = NibTerminate(handle.h);
   if (!ok) {

@@ -28,6 +28,10 @@ struct PlotOptions {
 bool AssignPens(const svg::Drawing& drawing, const std::vector<std::string>& map,
                 std::map<std::string, int>* pens, std::string* message);
 
+// Text for the device, which takes CP932: ASCII as it stands (control
+// characters as blanks), every other character as '?'.
+std::string ToDeviceText(const std::string& utf8);
+
 int Plot(const PlotOptions& options);
 
 }  // namespace konib::tool

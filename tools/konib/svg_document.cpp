@@ -298,7 +298,8 @@ bool Reader::Walk(const pugi::xml_node& root, const Context& top) {
   };
   std::vector<Level> stack;
   Matrix rootOwn;
-  if (!ParseTransform(root.attribute("transform").value(), &rootOwn)) return Fail(root, "bad transform");
+  if (!ParseTransform(root.attribute("transform").value(), &rootOwn))
+    return Fail(root, "bad transform");
   stack.push_back({root, top});
   stack.back().context.matrix = Multiply(top.matrix, rootOwn);
   std::vector<pugi::xml_node> next{root.first_child()};
