@@ -1,19 +1,21 @@
 // Draws one sample sheet through every bundled device model and writes the
 // device bytes of each into out/: out/demo.hpgl, out/demo.svg and so on.
 //
-// Each model is read from its file as text and handed to the library with
-// NibGetRegistry2, as an application that keeps its models in its own
-// files would do. The sheet shows what the library does for a plotter: a
+// Each model is installed from its file into a model store under out/ and
+// loaded back from there, as an installer and an application would do. The sheet shows what the library does for a plotter: a
 // frame, the ten line styles, wide pens, dots, circles and arcs drawn by the
 // device and by chords, a nested view, and clipping at the sheet's edge.
 #include <KoNib.h>
 
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
+
+#include "demo_store.h"
 
 namespace {
 
@@ -164,6 +166,30 @@ bool ReadFile(const char* path, std::string* text) {
   return true;
 }
 
+// The catalogue's road: installs the model and its command set from the
+// model file into the store under out/ (a registry key on Windows), checks
+// that the catalogue lists it, and loads it back from there.
+_NibREG_DATA* LoadFromStore(const std::string& path, const char* section, const std::string& text) {
+  _NibREG_DATA* fromText = NibGetRegistry2(text.data(), static_cast<unsigned long>(text.size()), nullptr, 0, section);
+  std::string set;  // the line Command= of the machine section names the command set
+  for (const _NibREG_DATA* r = fromText; r != nullptr; r = r->next) {
+    if (std::strcmp(r->name, "Command") == 0) set = reinterpret_cast<const char*>(r->data);
+  }
+  NibFreeRegistry2(fromText);
+  HKEY store = OpenDemoStore();
+  const std::string file = std::filesystem::absolute(path).string();
+  NibSetupRegistry(store, "Models", section, section, file.c_str(), set.c_str(), set.c_str(), file.c_str());
+  bool listed = false;
+  char* names = NibGetRegModelNames(store, "Models");
+  for (const char* name = names; name != nullptr && *name != '\0'; name += std::strlen(name) + 1) {
+    listed = listed || std::strcmp(name, section) == 0;
+  }
+  NibFreeRegModelNames(names);
+  _NibREG_DATA* list = listed ? NibGetRegistry(store, "Models", section) : nullptr;
+  CloseDemoStore(store);
+  return list;
+}
+
 // Loads one model from its file, draws the sheet, and writes the bytes.
 bool Plot(const std::string& folder, const Model& model) {
   std::string text;
@@ -172,10 +198,9 @@ bool Plot(const std::string& folder, const Model& model) {
     std::fprintf(stderr, "demo: cannot read %s\n", path.c_str());
     return false;
   }
-  _NibREG_DATA* list = NibGetRegistry2(text.data(), static_cast<unsigned long>(text.size()), nullptr, 0,
-                                       model.section);
+  _NibREG_DATA* list = LoadFromStore(path, model.section, text);
   if (list == nullptr) {
-    std::fprintf(stderr, "demo: no model [%s] in %s\n", model.section, model.file);
+    std::fprintf(stderr, "demo: model [%s] of %s did not come back from the store\n", model.section, model.file);
     return false;
   }
   std::string bytes;

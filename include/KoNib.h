@@ -434,6 +434,161 @@ KONIB_API void NibFreeExtensionInfo(const _NibEXTENSION_INFO* info);
 KONIB_API void NibFreeRegModelNames(const char* names);
 
 /* ------------------------------------------------------------------------ */
+/* Model store: models kept below a registry root                           */
+/*                                                                           */
+/* Below `root` and `path` (a key path, parts divided by '\'), the key      */
+/* path\Machine\model holds the machine values of a model, and its value    */
+/* `Command` names the command set at path\Command\name, which several      */
+/* models may share. Names of keys and values compare without regard to     */
+/* case. Each key path is formed in 260 bytes: a path, model or set name    */
+/* that would make it longer names no key, so that the operation finds      */
+/* nothing and changes nothing. A null `root`, `path` or `model` does the   */
+/* same. On Windows `root` is an open registry key such as                   */
+/* HKEY_CURRENT_USER; elsewhere it comes from NibOpenRegistryDirectory, and  */
+/* every change is one transaction in the directory's database: a process   */
+/* that dies never leaves half a model, and a writer waits up to 10 seconds */
+/* for another process's write to end.                                       */
+
+/* Loads model `model`: its machine values and, when it has a value          */
+/* `Command`, that command set. Returns one block, the command values first */
+/* unless a machine value has the same name, then all machine values (the  */
+/* `Command` value among them), each with its terminator in `length` and     */
+/* `type` as stored (1 for every value the library writes). The caller      */
+/* gives it back with NibFreeRegistry. Returns NULL when the model's key is  */
+/* missing or empty, when its command set is missing or empty, or when      */
+/* memory ran out. The list is a snapshot: later changes of the store do     */
+/* not reach it. */
+KONIB_API _NibREG_DATA* NibGetRegistry(HKEY root, const char* path, const char* model);
+
+/* The names of the models below `path`: one block of NUL-terminated names  */
+/* in the store's order, ended by an empty name, given back with             */
+/* NibFreeRegModelNames. NULL when there is no model. If memory runs out     */
+/* part way, the names gathered so far. */
+KONIB_API char* NibGetRegModelNames(HKEY root, const char* path);
+
+/* Installs from initialisation files: unless `model` is NULL or empty, the  */
+/* key of model `model` is replaced by the section `modelSection` of         */
+/* `modelFile`; unless `command` is NULL or empty, the key of command set    */
+/* `command` by the section `commandSection` of `commandFile`. Each section  */
+/* line name=value becomes a value text; the old values are gone whatever   */
+/* the section holds, and a missing section or file (or a NULL section)      */
+/* leaves the key empty. Nothing ties `command` to the model's own line     */
+/* Command=; the model loads with this set only if that line names it.      */
+/* Reports nothing. */
+KONIB_API void NibSetupRegistry(HKEY root, const char* path, const char* model, const char* modelSection,
+                                const char* modelFile, const char* command, const char* commandSection,
+                                const char* commandFile);
+
+/* Deletes model `model`, and its command set if no other model below       */
+/* `path` names that set (without regard to case). A model that does not     */
+/* exist leaves every set alone. Reports nothing. */
+KONIB_API void NibDeleteRegistry(HKEY root, const char* path, const char* model);
+
+#if !defined(_WIN32)
+/* A directory that stands for a registry root, on systems without a         */
+/* registry: its keys and values live in the file models.db inside it and   */
+/* persist between processes. Creates the directory if it is missing.        */
+/* Returns NULL if it cannot be made or its database cannot be opened.       */
+/* Close the root with NibCloseRegistryDirectory (NULL allowed). Two roots   */
+/* on one directory may be used at once by two threads or processes; one    */
+/* root belongs to one thread at a time. Not on Windows, whose own roots     */
+/* serve. */
+KONIB_API HKEY NibOpenRegistryDirectory(const char* directory);
+KONIB_API void NibCloseRegistryDirectory(HKEY root);
+#endif
+
+/* ------------------------------------------------------------------------ */
+/* Set-up queries                                                            */
+/*                                                                           */
+/* What a set-up dialog offers for a model, answered from its list alone     */
+/* (NibGetRegistry, NibGetRegistry2) before any handle exists. A NULL list   */
+/* is a model with no values. Names are compared without regard to case; the */
+/* number of an entry (`Paper.3`) is the atoi of what follows its prefix. A  */
+/* bad number reads as what atoi or atof make of it. Each result block is    */
+/* one allocation that the caller gives back with the free operation named;  */
+/* lack of memory gives what each operation says, never a failure of its own.*/
+/* Value texts longer than a field of a result are cut there, never in the   */
+/* middle of a double-byte character.                                        */
+
+/* The papers: one entry per `Paper.N` value in list order, with N, the atoi
+ * of fields 1 and 2 (0 when missing) and field 0 as name. A model with none
+ * gets the fixed table of ten: index 0 to 4 A0 to A4, 5 to 9 B1 to B5 (ISO A
+ * and JIS B sizes in mm, portrait, named like "A4 (210 x 297 mm)"). Returns
+ * the number of entries and stores the array in `*papers`; free it with
+ * NibFreePaperInfo. When memory runs out the entries found so far come back
+ * (0 and NULL if none). With `papers` NULL only the count is given. */
+KONIB_API int NibGetPaperInfo(const _NibREG_DATA* list, const _NibPAPER_INFO** papers);
+
+/* The bins, as NibGetPaperInfo, from the `Bin.N` values (name only). A model
+ * with none gets one bin: index 0, named "manual" in CP932 (0x8E 0xE8 0x93
+ * 0xAE). Free with NibFreeBinInfo. */
+KONIB_API int NibGetBinInfo(const _NibREG_DATA* list, const _NibBIN_INFO** bins);
+
+/* The size of paper `index`: the first entry of NibGetPaperInfo with that
+ * index, or the first entry when none has it (841 x 1189 when there are no
+ * entries at all). Stores width in `size->x` and height in `size->y` when
+ * `size` is not NULL, and returns the entry's position in the array. */
+KONIB_API int NibGetPaperSize(const _NibREG_DATA* list, int index, POINT* size);
+
+/* The guide of the model: its values `#1`, `#2`, ... (and `#0` first, if
+ * there is one; `#` alone is `#0`) as lines joined by CR LF, numbers that
+ * no value holds as empty lines, the later of two values of one number
+ * winning, and each backslash-t made a TAB. Numbers below 0 or above 65535
+ * are no lines. A model without guide, and lack of memory, give a fixed
+ * sentence ("see the hardware's manual", in CP932). Never NULL; give it back
+ * with NibFreeGuideText. */
+KONIB_API const char* NibGetGuideText(const _NibREG_DATA* list);
+
+/* Frees a guide text; NULL and the fixed sentence are left alone. */
+KONIB_API void NibFreeGuideText(const char* text);
+
+/* The steps a user may choose, from the last value named `Step` (fields
+ * behind field 0, as written, cut at 127 bytes; empty ones are passed
+ * over), for a current `step`. `items` holds, in order: `step` itself when
+ * it is neither a choice nor the default (field 0; 1 if empty), then the
+ * default when it is no choice, then the choices. Steps closer than
+ * 2.2e-16 are the same; `current` is the position of `step`. Steps not
+ * written by the model print as with "%lf" without trailing zeros ("0.025",
+ * "1"; "nan", "inf" for what is no number). NULL when the model has no
+ * `Step` or memory ran out. Free with NibFreeStepSizeInfo. */
+KONIB_API const _NibSTEPSIZE_INFO* NibGetStepSizeInfo(const _NibREG_DATA* list, double step);
+
+/* Extension `index`, from the last value `Extension.N` with N equal to it:
+ * `selected` is field 0 (atoi; -1 when empty), `title` field 1, `items` the
+ * names of the item pairs behind (each cut at 127 bytes; the last pair may
+ * lack its template). NULL with fewer than two items, without such a value,
+ * or when memory ran out. Free with NibFreeExtensionInfo. */
+KONIB_API const _NibEXTENSION_INFO* NibGetExtensionInfo(const _NibREG_DATA* list, int index);
+
+/* Fills `*info` (NULL: nothing happens) with the settings a fresh dialog
+ * shows: step 1, origin 0,0, scale 1,1, font adjustments width and height
+ * 1, pens i = number i up to 8 and 1 beyond, one stroke each, style pitches
+ * 0 2 5 10 10 20 50 10 20 50, paper, bin, orientation 0, extensions -1,
+ * ANK and Kanji fonts 2, kanji flag 1, next-page mode 1, next-pen mode 0;
+ * then the model's Step/Step2, Origin, Scale, FontAdjust1-5, Paper and Bin
+ * (field 1), Orientation, ANK, Kanji and Extension.0-4 (field 0) override
+ * them in list order, an empty or missing field keeping its value. */
+KONIB_API void NibGetDefaultInfo(const _NibREG_DATA* list, _NibInfo* info);
+
+/* 1 when the first value of the name (Command.NextPage, Command.NextPen,
+ * Digitize.Position) is not empty: the device changes pages, changes pens
+ * or digitizes by itself; else 0, also for a NULL list. */
+KONIB_API int NibIsNextPage(const _NibREG_DATA* list);
+KONIB_API int NibIsNextPen(const _NibREG_DATA* list);
+KONIB_API int NibIsDigitize(const _NibREG_DATA* list);
+
+/* 1 when the first `Ctrl.DrawArc` is not empty and reads below 0: the device
+ * draws every arc itself. Else 0. */
+KONIB_API int NibIsDrawArc(const _NibREG_DATA* list);
+
+/* The text of the model's first `Digitize.Enter`: its length without the
+ * terminator goes to `*length`, and the text with its terminator to `text`,
+ * which must have room for it (call with `text` NULL to learn the length).
+ * Without such a value `*length` and `text[0]` become 0. Either pointer may
+ * be NULL. Always returns 1. */
+KONIB_API int NibDigitizeKey2(const _NibREG_DATA* list, char* text, int* length);
+
+/* ------------------------------------------------------------------------ */
 /* Entries for extension functions: each takes the call record it was given. */
 
 /* Sends `length` bytes (0xFFFFFFFF: up to the NUL) to the device. */
@@ -446,5 +601,101 @@ KONIB_API int _spfunc_readcheck(NibSpfuncCall* call, uint32_t value);
 #ifdef __cplusplus
 } /* extern "C" */
 #endif
+
+#ifdef __cplusplus
+/* ------------------------------------------------------------------------ */
+/* Manager classes (C++ only)                                                */
+/*                                                                           */
+/* Two small classes that wrap the operations above and do the bookkeeping  */
+/* of their blocks. They are exported from the library with all their       */
+/* members. A C++ class crosses a DLL boundary only between compilers of    */
+/* one ABI family: a program that uses them must be built with a compiler   */
+/* of the family that built the library (the mingw-w64 g++ DLL with         */
+/* mingw-w64 g++, not with MSVC; on Linux, the Itanium C++ ABI of g++ and   */
+/* clang). Programs of any other compiler use the C operations. No member   */
+/* throws. An object belongs to one thread at a time.                       */
+
+/* A read-only view of one model. Each getter keeps its result until the
+ * next call of the same getter (for extensions: with the same index) or the
+ * object's end, and frees it then: the caller frees nothing. */
+class KONIB_API NibRegManager {
+ public:
+  /* Loads the model with NibGetRegistry. A model that cannot be loaded
+   * leaves the object working as a model with no values (a NULL list). */
+  NibRegManager(HKEY root, const char* path, const char* model);
+  /* Frees every kept result, then the list. */
+  virtual ~NibRegManager();
+  /* A copy holds a copy of the list of its own and no results yet, so that
+   * each object frees only what it owns (NULL list if memory ran out). */
+  NibRegManager(const NibRegManager& other);
+  NibRegManager& operator=(const NibRegManager& other);
+
+  /* NibGetPaperInfo; returns 1 when there is an array, else 0. */
+  int GetPaperInfo(const _NibPAPER_INFO*& papers, int& count);
+  /* NibGetBinInfo; returns 1 when there is an array, else 0. */
+  int GetBinInfo(const _NibBIN_INFO*& bins, int& count);
+  /* NibGetGuideText; always 1. */
+  int GetGuideText(const char*& text);
+  /* NibGetStepSizeInfo; `info` NULL and 0 when there is none, else 1. */
+  int GetStepSizeInfo(double step, const _NibSTEPSIZE_INFO*& info);
+  /* NibGetExtensionInfo for `index` 0 to 4, each kept apart; `info` NULL and
+   * 0 when there is none, else 1. Another index gives 0 and leaves `info`. */
+  int GetExtensionInfo(int index, const _NibEXTENSION_INFO*& info);
+  /* NibGetDefaultInfo. */
+  void GetDefaultInfo(_NibInfo& info) const;
+  /* NibGetPaperSize: x the width and y the height, exchanged when `swap` is
+   * not 0. Always 1. */
+  int GetPaperSize(int index, int swap, POINT& size) const;
+  int GetPaperSize(int index, int swap, _NibWorld2& size) const;
+  /* NibIsDrawArc, NibDigitizeKey2, NibIsDigitize. */
+  int IsDrawArc() const;
+  int GetDigitizeKey(char* text, int* length) const;
+  int IsDigitize() const;
+  /* The list, for NibSetPlotter2 and the plain queries; owned by the object. */
+  operator const _NibREG_DATA*() const;
+
+ private:
+  const _NibREG_DATA* list_;
+  const _NibPAPER_INFO* papers_;
+  const _NibBIN_INFO* bins_;
+  const char* guide_;
+  const _NibSTEPSIZE_INFO* steps_;
+  const _NibEXTENSION_INFO* extensions_[5];
+};
+
+/* The catalogue of models below one registry path. */
+class KONIB_API NibRegModelNames {
+ public:
+  /* Keeps `root` (not owned) and a copy of `path`, cut at 259 bytes (NULL:
+   * the empty path). Reads nothing yet. */
+  NibRegModelNames(HKEY root, const char* path);
+  /* Frees the names. */
+  virtual ~NibRegModelNames();
+  /* A copy has the same root and path and no names yet. */
+  NibRegModelNames(const NibRegModelNames& other);
+  NibRegModelNames& operator=(const NibRegModelNames& other);
+
+  /* NibGetRegModelNames, read anew at each use: the former text is freed,
+   * so a text stays valid until the next use or the object's end. NULL
+   * when there is no model. */
+  operator const char*();
+  /* NibDeleteRegistry. */
+  void DeleteModel(const char* model) const;
+  /* NibSetupRegistry. */
+  void SetupModel(const char* model, const char* modelSection, const char* modelFile, const char* command,
+                  const char* commandSection, const char* commandFile) const;
+  /* Installs the command set `command` alone (NULL or empty: nothing) from
+   * section `commandSection` of `commandFile`, as NibSetupRegistry does;
+   * no model's key is touched. */
+  void SetupCommand(const char* command, const char* commandSection, const char* commandFile) const;
+  HKEY GetRegHKEY() const;
+  const char* GetRegPath() const;
+
+ private:
+  const char* names_;
+  HKEY root_;
+  char path_[260];
+};
+#endif /* __cplusplus */
 
 #endif /* KONIB_H */

@@ -78,8 +78,9 @@ int Circle(NibSpfuncCall* call, const _NibWorld2* centre, double radius) {
   return 1;
 }
 
-// Arc commands hand over the centre, the radius and the angle pair.
-int Arc(NibSpfuncCall* call, const _NibWorld2* centre, double radius, const _NibWorld2* angles) {
+// Arc commands hand over the centre, the radius and the angle pair. (Not named
+// Arc: a module that includes the library's header on Windows sees the GDI one.)
+int Sweep(NibSpfuncCall* call, const _NibWorld2* centre, double radius, const _NibWorld2* angles) {
   Send(call, "(" + Num(centre->x) + "," + Num(centre->y) + " r" + Num(radius) + " a" + Num(angles->x) + "," +
                  Num(angles->y) + ")");
   return 1;

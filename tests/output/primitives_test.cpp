@@ -119,7 +119,7 @@ TEST(Primitives, ExtensionFunctionsGetTheirGeometry) {
   ModelHandle m{{"Command.Move", "\\[probe.Point]"},
                 {"Command.Line", "\\[probe.Point]\\[probe.Record]"},
                 {"Command.Circle", "\\[probe.Circle]"},
-                {"Command.Arc", "\\[probe.Arc]"}};
+                {"Command.Arc", "\\[probe.Sweep]"}};
   CommandMove(m.h(), {1.5, 2});
   EXPECT_EQ(m.Take(), "(1.5,2)");
   CommandLine(m.h(), {7, 8});

@@ -1,0 +1,37 @@
+# Runs PROGRAM on a bundled model and checks that it succeeds and that every
+# line of the file EXPECTED is a whole line of its output. ARGS is
+# "file|section|choice|choice...": the model file (without .ini) in the
+# folder MODELS, its section, and the choices. EMULATOR, when given, runs the
+# program (a cross-built one under wine).
+string(REPLACE "|" ";" ARGS "${ARGS}")
+list(POP_FRONT ARGS model)
+execute_process(COMMAND ${EMULATOR} ${PROGRAM} ${MODELS}/${model}.ini ${ARGS} RESULT_VARIABLE status OUTPUT_VARIABLE output
+  ERROR_VARIABLE errors)
+if(NOT status EQUAL 0)
+  message(FATAL_ERROR "${PROGRAM} ended with ${status}:\n${output}${errors}")
+endif()
+string(REPLACE "\r" "" output "${output}")
+set(output "\n${output}")
+file(READ "${EXPECTED}" wanted)
+string(REPLACE "\r" "" wanted "${wanted}")
+set(missing "")
+while(NOT wanted STREQUAL "")
+  string(FIND "${wanted}" "\n" end)
+  if(end EQUAL -1)
+    set(line "${wanted}")
+    set(wanted "")
+  else()
+    string(SUBSTRING "${wanted}" 0 ${end} line)
+    math(EXPR end "${end} + 1")
+    string(SUBSTRING "${wanted}" ${end} -1 wanted)
+  endif()
+  if(NOT line STREQUAL "")
+    string(FIND "${output}" "\n${line}\n" at)
+    if(at EQUAL -1)
+      string(APPEND missing "${line}\n")
+    endif()
+  endif()
+endwhile()
+if(NOT missing STREQUAL "")
+  message(FATAL_ERROR "lines missing from the output:\n${missing}\noutput:${output}")
+endif()
