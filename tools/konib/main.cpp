@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "check.h"
+#include "models.h"
 #include "plot.h"
 #include "send.h"
 
@@ -79,6 +80,29 @@ int main(int argc, char** argv) {
       ->check(CLI::IsMember({"auto", "always", "never"}))
       ->capture_default_str();
 
+  plotCommand->add_option("--store", plot.store,
+                          "Take the model from this model store (see konib models)");
+
+  std::string store, modelName, installFile;
+  std::vector<std::string> installSections;
+  CLI::App* modelsCommand =
+      app.add_subcommand("models", "The models of a store: list, show, install, remove");
+  modelsCommand->require_subcommand(1);
+  modelsCommand->add_option("--store", store, "The store folder (default: $XDG_DATA_HOME/konib)");
+  CLI::App* listCommand =
+      modelsCommand->add_subcommand("list", "The names of the models in the store");
+  CLI::App* showCommand =
+      modelsCommand->add_subcommand("show", "What a set-up dialog shows for a model");
+  showCommand->add_option("name", modelName, "The model")->required();
+  CLI::App* installCommand = modelsCommand->add_subcommand(
+      "install",
+      "Install models of a model file, with their command sets (default: every model in it)");
+  installCommand->add_option("file", installFile, "The model file")->required();
+  installCommand->add_option("section", installSections, "The models' sections");
+  CLI::App* removeCommand = modelsCommand->add_subcommand(
+      "remove", "Remove a model, and its command set when no other model uses it");
+  removeCommand->add_option("name", modelName, "The model")->required();
+
   std::string checkFile, checkSection;
   CLI::App* checkCommand =
       app.add_subcommand("check", "Check a model file and show what a sample job sends through it");
@@ -96,6 +120,13 @@ int main(int argc, char** argv) {
     if (plotCommand->parsed()) {
       CatchInterrupt();
       return Plot(plot);
+    }
+    if (modelsCommand->parsed()) {
+      std::string folder = StoreFolder(store);
+      if (listCommand->parsed()) return ModelsList(folder);
+      if (showCommand->parsed()) return ModelsShow(folder, modelName);
+      if (installCommand->parsed()) return ModelsInstall(folder, installFile, installSections);
+      return ModelsRemove(folder, modelName);
     }
     return Check(checkFile, checkSection);
   } catch (const std::bad_alloc&) {

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "model_file.h"
+#include "models.h"
 
 namespace konib::tool {
 namespace {
@@ -256,7 +257,16 @@ int Plot(const PlotOptions& o) {
   ModelFile file;
   std::string section;
   ModelList model;
-  if (!LoadModel(o.model, o.section, o.models, &file, &section, &model, &message)) {
+  if (!o.store.empty()) {
+    Store store(o.store);
+    model.list =
+        store.root != nullptr ? NibGetRegistry(store.root, kStorePath, o.model.c_str()) : nullptr;
+    if (model.list == nullptr) {
+      std::fprintf(stderr, "konib: no model \"%s\" in the store %s\n", o.model.c_str(),
+                   o.store.c_str());
+      return kBadInput;
+    }
+  } else if (!LoadModel(o.model, o.section, o.models, &file, &section, &model, &message)) {
     std::fprintf(stderr, "konib: %s\n", message.c_str());
     return kBadInput;
   }

@@ -15,6 +15,7 @@ struct PlotOptions {
   std::string model = "hpgl";
   std::string section;
   std::string models;  // folder of model files
+  std::string store;   // a model store; when given, the model comes from there
   std::string paper;   // a model paper by name or number, or WxH in mm; empty: the model's default
   std::string orientation = "auto";  // auto, landscape, portrait
   double scale = 0;  // 0: fit the page onto the paper; else millimetres per millimetre
