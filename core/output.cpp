@@ -42,6 +42,13 @@ int EmitBytes(NibHandle* h, const char* data, std::int32_t length) {
   return 1;
 }
 
+int ReadByte(NibHandle* h, char* byte) {
+  if (h->failure != kGood) return 0;
+  if (h->readProc != nullptr && h->readProc(h->deviceCookie, byte) != 0) return 1;
+  h->failure = kDeviceFailure;  // a missing reader is a device failure, not a quiet 0
+  return 0;
+}
+
 int FlushOutput(NibHandle* h) {
   if (h->writeProc == nullptr || h->outUsed == 0) return 1;
   if (h->writeProc(h->deviceCookie, h->outBuffer, h->outUsed) == 0) {
@@ -88,12 +95,8 @@ extern "C" KONIB_API int _spfunc_write(NibSpfuncCall* call, const char* data, ui
   return EmitBytes(h, data, static_cast<std::int32_t>(length));
 }
 
-extern "C" KONIB_API int _spfunc_read(NibSpfuncCall* call, char* byte) {
-  auto* h = static_cast<NibHandle*>(call->handle);
-  if (h->failure != kGood) return 0;
-  if (h->readProc != nullptr && h->readProc(h->deviceCookie, byte) != 0) return 1;
-  h->failure = kDeviceFailure;  // a missing reader is a device failure, not a quiet 0
-  return 0;
+extern "C" KONIB_API int _spfunc_read(NibSpfuncCall* call, char* out) {
+  return ReadByte(static_cast<NibHandle*>(call->handle), out);
 }
 
 extern "C" KONIB_API int _spfunc_readcheck(NibSpfuncCall* call, uint32_t value) {

@@ -18,4 +18,10 @@ inline int EmitByte(NibHandle* h, char byte) { return EmitBytes(h, &byte, 1); }
 // Callers test `failure` first.
 int FlushOutput(NibHandle* h);
 
+// Takes one byte from the device through readProc into `byte`. Returns 1,
+// or 0 when the handle has failed (then no call is made), no reader is bound
+// or the reader refused (then `failure` is 1 and `byte` is as it was).
+// Reading does not flush: waiting output stays where it is.
+int ReadByte(NibHandle* h, char* byte);
+
 }  // namespace konib

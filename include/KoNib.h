@@ -407,6 +407,58 @@ KONIB_API int NibSetPlotter2(void* handle, const _NibREG_DATA* list);
 KONIB_API int NibSetPlotterInfo(void* handle, unsigned long mask, const _NibInfo* info);
 
 /* ------------------------------------------------------------------------ */
+/* Digitizing                                                                */
+/*                                                                           */
+/* A model that can read positions has a Digitize.Position value: a        */
+/* template whose reply patterns \<...> are matched against what the device */
+/* answers, read one byte per call of the read callback. Expected order:     */
+/* NibStartDigitize, any NibDigitizePen and NibDigitizePosition,             */
+/* NibEndDigitize; it is not enforced, and no page need be open. A missing   */
+/* template sends nothing and succeeds. Each returns 1, or 0 if the handle   */
+/* is NULL or has failed, or the device refused bytes, did not answer (the   */
+/* read callback is missing or returned 0) or answered without end during    */
+/* the call; the handle has then failed.                                     */
+/*                                                                           */
+/* Reads are bounded: one number of a reply is read for at most 256 bytes,   */
+/* its terminator included; a device that sends more without the terminator */
+/* ends the handle as a read callback that returns 0 does. A number holds at */
+/* most 31 bytes, blanks in front of it not counted; a longer one is read up */
+/* to its terminator and counts as not delivered. With only a block output  */
+/* callback bound, waiting output is handed to it before a reply is read     */
+/* and at the end of NibEndDigitize.                                         */
+
+/* Sends Digitize.Start. */
+KONIB_API int NibStartDigitize(void* handle);
+
+/* Sends Digitize.End and hands waiting output to the device. */
+KONIB_API int NibEndDigitize(void* handle);
+
+/* Selects the digitizer's pen by index into the pen table, 0 to 16: sends
+ * Digitize.ReleasePen for 0 and Digitize.Pen for any other (Command.Pen when
+ * the model has no Digitize.Pen), unless the device already holds that
+ * pen's number. Later drawing with that pen sends no pen command. An index
+ * outside 0 to 16 sends nothing and gives 1. */
+KONIB_API int NibDigitizePen(void* handle, int pen);
+
+/* Sends Digitize.Position and reads the device's reply. When the reply
+ * delivered both axes, `*position` becomes the position in plot units (the
+ * device's numbers times the step); window, view, origin, scale and the turn
+ * of the sheet do not apply to it. Otherwise, or when the call fails,
+ * `*position` stays as it was: a reply that does not fit the model's pattern
+ * is no failure, so fill the pair beforehand to tell. A model without
+ * Digitize.Position reads nothing and gives 1. `position` NULL: nothing is
+ * done and the result is 0, the handle still working. */
+KONIB_API int NibDigitizePosition(void* handle, _NibWorld2* position);
+
+/* Hands out the model's Digitize.Enter text, unchanged (never sent): when
+ * `length` is not NULL, `*length` becomes its length in bytes without the
+ * terminator; when `text` is not NULL, the text with its terminator is
+ * copied there, so `text` must hold `*length` + 1 bytes (learn the length
+ * first with `text` NULL). Without the value: length 0 and an empty text.
+ * Either pointer may be NULL. Gives 1. */
+KONIB_API int NibDigitizeKey(void* handle, char* text, int* length);
+
+/* ------------------------------------------------------------------------ */
 /* Model load                                                                */
 
 /* Builds the list of model `model` from model text in memory: text in the

@@ -66,6 +66,23 @@ int Relay(NibSpfuncCall* call) {
   return 1;
 }
 
+// Digitizing hands over a pair and a word: with the arguments
+// "result,word,x,y" this fills them so, and says what it did.
+int Deliver(NibSpfuncCall* call, _NibWorld2* pair, uint32_t* word) {
+  const char* p = call->arguments != nullptr ? call->arguments : "";
+  const char* end = p + std::strlen(p);
+  double fields[4] = {0, 0, 0, 0};
+  for (double& field : fields) {
+    p = std::from_chars(p, end, field).ptr;
+    if (p < end && *p == ',') ++p;
+  }
+  Send(call, "{word" + std::to_string(*word) + "}");
+  *word = static_cast<uint32_t>(fields[1]);
+  pair->x = fields[2];
+  pair->y = fields[3];
+  return static_cast<int>(fields[0]);
+}
+
 // Move and line commands hand over the target point.
 int Point(NibSpfuncCall* call, const _NibWorld2* point) {
   Send(call, "(" + Num(point->x) + "," + Num(point->y) + ")");
