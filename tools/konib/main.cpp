@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "check.h"
+#include "digitize.h"
 #include "models.h"
 #include "plot.h"
 #include "send.h"
@@ -103,6 +104,24 @@ int main(int argc, char** argv) {
       "remove", "Remove a model, and its command set when no other model uses it");
   removeCommand->add_option("name", modelName, "The model")->required();
 
+  DigitizeOptions digitize;
+  digitize.models = plot.models;
+  CLI::App* digitizeCommand = app.add_subcommand(
+      "digitize", "Print the points a digitizer sends (plot units, mm), until Ctrl-C");
+  digitizeCommand->add_option("--model", digitize.model, "A model, as for plot")
+      ->capture_default_str();
+  digitizeCommand->add_option("--section", digitize.section, "The model's section in its file");
+  digitizeCommand->add_option("--models", digitize.models, "The folder of model files")
+      ->capture_default_str();
+  digitizeCommand->add_option("--store", digitize.store, "Take the model from this model store");
+  digitizeCommand->add_option("--port", digitize.from.port, "The digitizer's serial port")
+      ->required();
+  digitizeCommand->add_option("--baud", digitize.from.baud, "Baud rate of the port")
+      ->capture_default_str();
+  digitizeCommand->add_option("--flow", digitize.from.flow, "Flow control of the port")
+      ->check(CLI::IsMember({"none", "xonxoff", "rtscts"}))
+      ->capture_default_str();
+
   std::string checkFile, checkSection;
   CLI::App* checkCommand =
       app.add_subcommand("check", "Check a model file and show what a sample job sends through it");
@@ -120,6 +139,10 @@ int main(int argc, char** argv) {
     if (plotCommand->parsed()) {
       CatchInterrupt();
       return Plot(plot);
+    }
+    if (digitizeCommand->parsed()) {
+      CatchInterrupt();
+      return Digitize(digitize);
     }
     if (modelsCommand->parsed()) {
       std::string folder = StoreFolder(store);

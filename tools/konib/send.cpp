@@ -86,20 +86,6 @@ int SendToFile(const std::string& bytes, const std::string& abortBytes, const De
   return kOk;
 }
 
-// A serial line: libserialport's port, or a terminal opened with termios
-// where libserialport cannot look the device up (it knows only devices that
-// the kernel lists as serial ports; pseudo-terminals of port redirectors and
-// virtual null-modems are not among them).
-class Line {
- public:
-  virtual ~Line() = default;
-  // Bytes written within the timeout, or -1 on a failure.
-  virtual long Write(const char* data, std::size_t size, unsigned milliseconds) = 0;
-  virtual void DropQueued() = 0;
-  virtual bool Drain() = 0;
-  std::string error;
-};
-
 class SerialPort : public Line {
  public:
   ~SerialPort() override {
@@ -123,6 +109,11 @@ class SerialPort : public Line {
     sp_return wrote = sp_blocking_write(port_, data, size, milliseconds);
     if (wrote < 0) Fail("write failed");
     return wrote;
+  }
+  long Read(char* byte, unsigned milliseconds) override {
+    sp_return got = sp_blocking_read(port_, byte, 1, milliseconds);
+    if (got < 0) Fail("read failed");
+    return got;
   }
   void DropQueued() override { sp_flush(port_, SP_BUF_OUTPUT); }
   bool Drain() override { return sp_drain(port_) == SP_OK || Fail("drain failed"); }
@@ -173,6 +164,15 @@ class Terminal : public Line {
     if (wrote < 0) return errno == EAGAIN || errno == EINTR ? 0 : (Fail("write failed"), -1);
     return static_cast<long>(wrote);
   }
+  long Read(char* byte, unsigned milliseconds) override {
+    pollfd p{fd_, POLLIN, 0};
+    int ready = poll(&p, 1, static_cast<int>(milliseconds));
+    if (ready < 0 && errno != EINTR) return Fail("read failed"), -1;
+    if (ready <= 0) return 0;
+    ssize_t got = read(fd_, byte, 1);
+    if (got < 0) return errno == EAGAIN || errno == EINTR ? 0 : (Fail("read failed"), -1);
+    return got == 0 ? (error = "the line was closed", -1) : 1;
+  }
   void DropQueued() override { tcflush(fd_, TCOFLUSH); }
   bool Drain() override { return tcdrain(fd_) == 0 || Fail("drain failed"); }
 
@@ -193,18 +193,25 @@ class Terminal : public Line {
   int fd_ = -1;
 };
 
-int SendToPort(const std::string& bytes, const std::string& abortBytes, const Destination& to) {
-  std::unique_ptr<Line> line;
+}  // namespace
+
+std::unique_ptr<Line> OpenLine(const Destination& to, std::string* error) {
   auto serial = std::make_unique<SerialPort>();
-  if (serial->Open(to)) {
-    line = std::move(serial);
-  } else {
-    auto terminal = std::make_unique<Terminal>();
-    if (!terminal->Open(to)) {
-      std::fprintf(stderr, "konib: %s: %s\n", to.port.c_str(), serial->error.c_str());
-      return kDeviceError;
-    }
-    line = std::move(terminal);
+  if (serial->Open(to)) return serial;
+  auto terminal = std::make_unique<Terminal>();
+  if (terminal->Open(to)) return terminal;
+  *error = serial->error;
+  return nullptr;
+}
+
+namespace {
+
+int SendToPort(const std::string& bytes, const std::string& abortBytes, const Destination& to) {
+  std::string error;
+  std::unique_ptr<Line> line = OpenLine(to, &error);
+  if (line == nullptr) {
+    std::fprintf(stderr, "konib: %s: %s\n", to.port.c_str(), error.c_str());
+    return kDeviceError;
   }
   Progress progress(bytes.size(), to.progress);
   std::size_t sent = 0;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <string>
 
 namespace konib::tool {
@@ -17,6 +18,26 @@ struct Destination {
   std::string flow = "xonxoff";   // none, xonxoff, rtscts
   std::string progress = "auto";  // auto (on a terminal), always, never
 };
+
+// A serial line: libserialport's port, or a terminal opened with termios
+// where libserialport cannot look the device up (it knows only devices that
+// the kernel lists as serial ports; pseudo-terminals of port redirectors and
+// virtual null-modems are not among them).
+class Line {
+ public:
+  virtual ~Line() = default;
+  // Bytes written within the timeout, or -1 on a failure.
+  virtual long Write(const char* data, std::size_t size, unsigned milliseconds) = 0;
+  // 1 when a byte came within the timeout, 0 when none did, -1 on a failure.
+  virtual long Read(char* byte, unsigned milliseconds) = 0;
+  virtual void DropQueued() = 0;
+  virtual bool Drain() = 0;
+  std::string error;
+};
+
+// Opens `to.port` with its baud rate and flow control; null and a message
+// when it cannot.
+std::unique_ptr<Line> OpenLine(const Destination& to, std::string* error);
 
 // Installs the Ctrl-C handler; from then on an interrupt only sets a flag.
 void CatchInterrupt();
