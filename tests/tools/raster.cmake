@@ -2,8 +2,9 @@
 #
 # The sample is plotted on a paper of its own page size, so that the output
 # page is the input page at scale 1, with the pen map that gives each colour
-# its own stroke colour. Text is taken out of the input first: the SVG
-# virtual plotter has no lettering commands. Both pages are rasterised at
+# its own stroke colour. Text is taken out of the drawing first: a plotter
+# letters in its own hand, not in the drawing's font, so letters cannot
+# match pixel for pixel. Both pages are rasterised at
 # 5 pixels per millimetre, and compare_raster.py counts ink pixels with no
 # ink of the other picture within 1 pixel (0.2 mm): chords stay within
 # 0.05 mm of a curve and coordinates are printed to 0.01 mm, so a right plot
