@@ -1,0 +1,159 @@
+// konib: plots SVG drawings through a device model and checks models, on
+// top of the library's public interface alone.
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <filesystem>
+
+#include "check.h"
+#include "digitize.h"
+#include "models.h"
+#include "plot.h"
+#include "send.h"
+
+namespace {
+
+// The bundled models: share/konib/models beside an installed konib, else
+// the source tree's models folder that this konib was built from.
+std::string DefaultModels() {
+  namespace fs = std::filesystem;
+  std::error_code error;
+  fs::path self = fs::read_symlink("/proc/self/exe", error);
+  if (!error) {
+    fs::path installed = self.parent_path().parent_path() / "share" / "konib" / "models";
+    if (fs::is_directory(installed, error)) return installed.string();
+  }
+  return KONIB_SOURCE_MODELS;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  using namespace konib::tool;
+  CLI::App app{
+      "konib: plot SVG drawings on pen plotters and check device models.\n"
+      "Exit codes: 0 done, 1 bad input, 2 device error, 130 stopped by Ctrl-C."};
+  app.require_subcommand(1);
+
+  PlotOptions plot;
+  plot.models = DefaultModels();
+  CLI::App* plotCommand = app.add_subcommand("plot", "Plot an SVG drawing through a device model");
+  plotCommand->add_option("drawing", plot.drawing, "The SVG drawing")->required();
+  plotCommand
+      ->add_option("--model", plot.model,
+                   "A model: a name (hpgl, hpgl2, dxygl, svg), a model's "
+                   "section name, or a model file")
+      ->capture_default_str();
+  plotCommand->add_option("--section", plot.section,
+                          "The model's section in its file (default: the first model)");
+  plotCommand->add_option("--models", plot.models, "The folder of model files")
+      ->capture_default_str();
+  plotCommand->add_option(
+      "--paper", plot.paper,
+      "A paper of the model, by name or number, or WxH in millimetres (default: the "
+      "model's own)");
+  plotCommand
+      ->add_option("--orientation", plot.orientation,
+                   "auto: turn the drawing a quarter when it then comes out larger; landscape or "
+                   "portrait: the drawing's width along the paper's long or short side")
+      ->check(CLI::IsMember({"auto", "landscape", "portrait"}))
+      ->capture_default_str();
+  plotCommand
+      ->add_option("--scale", plot.scale,
+                   "Millimetres on paper per millimetre of the drawing "
+                   "(1: true size); default: fit the page onto the paper")
+      ->check(CLI::PositiveNumber);
+  plotCommand
+      ->add_option("--pen-map", plot.penMap,
+                   "COLOUR=PEN,... (pens 1 to 16); other colours take free "
+                   "pens in order of appearance")
+      ->delimiter(',');
+  plotCommand->add_option("-o,--output", plot.to.file,
+                          "Write the device bytes to this file (- or none: stdout)");
+  plotCommand->add_option("--port", plot.to.port, "Send the device bytes to this serial port");
+  plotCommand->add_option("--baud", plot.to.baud, "Baud rate of the port")->capture_default_str();
+  plotCommand->add_option("--flow", plot.to.flow, "Flow control of the port")
+      ->check(CLI::IsMember({"none", "xonxoff", "rtscts"}))
+      ->capture_default_str();
+  plotCommand
+      ->add_option("--progress", plot.to.progress,
+                   "Progress bar on stderr: auto (on a terminal), "
+                   "always, never")
+      ->check(CLI::IsMember({"auto", "always", "never"}))
+      ->capture_default_str();
+
+  plotCommand->add_option("--store", plot.store,
+                          "Take the model from this model store (see konib models)");
+
+  std::string store, modelName, installFile;
+  std::vector<std::string> installSections;
+  CLI::App* modelsCommand =
+      app.add_subcommand("models", "The models of a store: list, show, install, remove");
+  modelsCommand->require_subcommand(1);
+  modelsCommand->add_option("--store", store, "The store folder (default: $XDG_DATA_HOME/konib)");
+  CLI::App* listCommand =
+      modelsCommand->add_subcommand("list", "The names of the models in the store");
+  CLI::App* showCommand =
+      modelsCommand->add_subcommand("show", "What a set-up dialog shows for a model");
+  showCommand->add_option("name", modelName, "The model")->required();
+  CLI::App* installCommand = modelsCommand->add_subcommand(
+      "install",
+      "Install models of a model file, with their command sets (default: every model in it)");
+  installCommand->add_option("file", installFile, "The model file")->required();
+  installCommand->add_option("section", installSections, "The models' sections");
+  CLI::App* removeCommand = modelsCommand->add_subcommand(
+      "remove", "Remove a model, and its command set when no other model uses it");
+  removeCommand->add_option("name", modelName, "The model")->required();
+
+  DigitizeOptions digitize;
+  digitize.models = plot.models;
+  CLI::App* digitizeCommand = app.add_subcommand(
+      "digitize", "Print the points a digitizer sends (plot units, mm), until Ctrl-C");
+  digitizeCommand->add_option("--model", digitize.model, "A model, as for plot")
+      ->capture_default_str();
+  digitizeCommand->add_option("--section", digitize.section, "The model's section in its file");
+  digitizeCommand->add_option("--models", digitize.models, "The folder of model files")
+      ->capture_default_str();
+  digitizeCommand->add_option("--store", digitize.store, "Take the model from this model store");
+  digitizeCommand->add_option("--port", digitize.from.port, "The digitizer's serial port")
+      ->required();
+  digitizeCommand->add_option("--baud", digitize.from.baud, "Baud rate of the port")
+      ->capture_default_str();
+  digitizeCommand->add_option("--flow", digitize.from.flow, "Flow control of the port")
+      ->check(CLI::IsMember({"none", "xonxoff", "rtscts"}))
+      ->capture_default_str();
+
+  std::string checkFile, checkSection;
+  CLI::App* checkCommand =
+      app.add_subcommand("check", "Check a model file and show what a sample job sends through it");
+  checkCommand->add_option("model-file", checkFile, "The model file")->required();
+  checkCommand->add_option("section", checkSection,
+                           "The model's section (default: every model in the file)");
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& e) {
+    int code = app.exit(e);
+    return code == 0 ? kOk : kBadInput;
+  }
+  try {
+    if (plotCommand->parsed()) {
+      CatchInterrupt();
+      return Plot(plot);
+    }
+    if (digitizeCommand->parsed()) {
+      CatchInterrupt();
+      return Digitize(digitize);
+    }
+    if (modelsCommand->parsed()) {
+      std::string folder = StoreFolder(store);
+      if (listCommand->parsed()) return ModelsList(folder);
+      if (showCommand->parsed()) return ModelsShow(folder, modelName);
+      if (installCommand->parsed()) return ModelsInstall(folder, installFile, installSections);
+      return ModelsRemove(folder, modelName);
+    }
+    return Check(checkFile, checkSection);
+  } catch (const std::bad_alloc&) {
+    std::fprintf(stderr, "konib: out of memory\n");
+    return kBadInput;
+  }
+}

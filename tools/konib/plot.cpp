@@ -1,0 +1,312 @@
+#include "plot.h"
+
+#include <KoNib.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "model_file.h"
+#include "models.h"
+
+namespace konib::tool {
+namespace {
+
+// Curves are cut into chords no farther than this from the curve, in plot
+// units (millimetres): a fraction of a pen's width.
+constexpr double kTolerance = 0.05;
+
+struct Paper {
+  int index = -1;  // the model's entry, or -1 for a size of our own
+  std::string name;
+  double width = 297;
+  double height = 210;
+};
+
+std::vector<std::string> Fields(const std::string& text) {
+  std::vector<std::string> fields;
+  std::size_t at = 0;
+  while (true) {
+    std::size_t comma = text.find(',', at);
+    fields.push_back(text.substr(at, comma == std::string::npos ? std::string::npos : comma - at));
+    if (comma == std::string::npos) return fields;
+    at = comma + 1;
+  }
+}
+
+// The model's papers: `Paper.N=name,width,height,template`.
+std::vector<Paper> ModelPapers(const ModelList& model) {
+  std::vector<Paper> papers;
+  for (const _NibREG_DATA* r = model.list; r != nullptr; r = r->next) {
+    if (strncasecmp(r->name, "Paper.", 6) != 0) continue;
+    auto fields = Fields(reinterpret_cast<const char*>(r->data));
+    if (fields.size() < 3) continue;
+    Paper p{std::atoi(r->name + 6), fields[0], std::atof(fields[1].c_str()),
+            std::atof(fields[2].c_str())};
+    if (p.width > 0 && p.height > 0) papers.push_back(p);
+  }
+  return papers;
+}
+
+bool ChoosePaper(const ModelList& model, const std::string& wanted, Paper* paper,
+                 std::string* message) {
+  std::vector<Paper> papers = ModelPapers(model);
+  double w = 0, h = 0;
+  char tail = 0;
+  if (!wanted.empty() && std::sscanf(wanted.c_str(), "%lfx%lf%c", &w, &h, &tail) == 2) {
+    if (!(w > 0 && h > 0 && w < 1e5 && h < 1e5)) {
+      *message = "--paper " + wanted + ": a size must be two positive millimetre values";
+      return false;
+    }
+    *paper = {-1, wanted, w, h};
+    return true;
+  }
+  if (wanted.empty()) {
+    const char* choice = model.Value("Paper");
+    if (choice != nullptr) {
+      auto fields = Fields(choice);
+      int index = fields.size() > 1 ? std::atoi(fields[1].c_str()) : -1;
+      for (const Paper& p : papers)
+        if (p.index == index) return *paper = p, true;
+    }
+    if (!papers.empty()) return *paper = papers.front(), true;
+    *paper = {-1, "A4 landscape", 297, 210};  // a model that knows no paper
+    return true;
+  }
+  for (const Paper& p : papers) {
+    bool byNumber = std::to_string(p.index) == wanted;
+    bool byName = strncasecmp(p.name.c_str(), wanted.c_str(), wanted.size()) == 0;
+    if (byNumber || byName) return *paper = p, true;
+  }
+  std::string known;
+  for (const Paper& p : papers)
+    known += (known.empty() ? "" : ", ") + std::to_string(p.index) + " " + p.name;
+  *message =
+      "--paper " + wanted + ": the model has no such paper" +
+      (known.empty() ? std::string(" (it names none; give WxH in mm)") : " (it has " + known + ")");
+  return false;
+}
+
+// Where the page lands on the paper.
+struct Placement {
+  double scale;
+  double x;
+  double y;
+  bool turned;
+  double pageHeight;
+  svg::Point Map(svg::Point p) const {
+    return turned ? svg::Point{x + scale * p.y, y + scale * p.x}
+                  : svg::Point{x + scale * p.x, y + scale * (pageHeight - p.y)};
+  }
+  double MapAngle(double a) const { return turned ? std::atan2(std::cos(a), std::sin(a)) : -a; }
+};
+
+Placement Place(const svg::Drawing& d, const Paper& paper, const std::string& orientation,
+                double scale) {
+  auto fit = [&](bool turned) {
+    double w = turned ? d.height : d.width, h = turned ? d.width : d.height;
+    return std::min(paper.width / w, paper.height / h);
+  };
+  bool turned;
+  if (orientation == "landscape" || orientation == "portrait")
+    turned = (orientation == "landscape") != (paper.width >= paper.height);
+  else
+    turned = fit(true) > fit(false) * 1.000001;
+  Placement p{scale > 0 ? scale : fit(turned), 0, 0, turned, d.height};
+  double w = turned ? d.height : d.width, h = turned ? d.width : d.height;
+  p.x = (paper.width - p.scale * w) / 2;
+  p.y = (paper.height - p.scale * h) / 2;
+  return p;
+}
+
+int Collect(void* cookie, const char* data, uint32_t length) {
+  static_cast<std::string*>(cookie)->append(data, length);
+  return 1;
+}
+
+struct Handle {
+  void* h;
+  std::string bytes;
+  explicit Handle(const _NibWorld2& size) : h(NibGetHandle(&size)) {
+    _NibDeviceProc device{};
+    device.cookie = &bytes;
+    device.write = Collect;
+    NibSetDeviceProc(h, &device);
+  }
+  ~Handle() { NibFreeHandle(h); }
+};
+
+// The abort command as the device must receive it. The library sends it
+// nowhere itself, so a second handle expands it as its job's end: Term is
+// the one template whose walk is followed by a flush.
+std::string AbortBytes(const ModelList& model, const Paper& paper) {
+  const char* abort = model.Value("Command.Abort");
+  if (abort == nullptr || *abort == '\0') return "";
+  Handle handle({paper.width, paper.height});
+  NibSetPlotter2(handle.h, model.list);
+  _NibRegInfo term{NibKeyCommandTerm, 0, abort};
+  NibSetPlotter(handle.h, &term, 1);
+  _NibInfo info{};
+  info.nextPageMode = 1;  // no page feed behind it
+  NibSetPlotterInfo(handle.h, NIB_INFO_NEXTPAGEMODE, &info);
+  NibTerminate(handle.h);
+  return handle.bytes;
+}
+
+void DrawShape(void* h, const svg::Shape& shape, const Placement& place) {
+  for (const svg::Subpath& subpath : shape.subpaths) {
+    svg::Point from = place.Map(subpath.start);
+    svg::Flatten(subpath, kTolerance / place.scale, [&](svg::Point p) {
+      svg::Point to = place.Map(p);
+      _NibWorld4 line{{from.x, from.y}, {to.x - from.x, to.y - from.y}};
+      NibDrawLine(h, &line);
+      from = to;
+    });
+  }
+}
+
+// The device's own lettering draws the text. An SVG font size is the em
+// of the font; a plotter's letters are sized by their capitals and their
+// advance, which in the usual fonts are about 0.7 and 0.6 em.
+void DrawText(void* h, const svg::Text& text, const Placement& place) {
+  std::string bytes = ToDeviceText(text.text);
+  svg::Point at = place.Map(text.position);
+  double em = text.size * place.scale;
+  _NibWorld2 position{at.x, at.y};
+  _NibTextInfo info{0, 0.5 * em, 0.7 * em, 0.6 * em, place.MapAngle(text.angle)};
+  NibDrawText(h, &position, bytes.c_str(), &info);
+}
+
+}  // namespace
+
+std::string ToDeviceText(const std::string& utf8) {
+  std::string out;
+  for (std::size_t i = 0; i < utf8.size(); ++i) {
+    unsigned char c = static_cast<unsigned char>(utf8[i]);
+    if (c < 0x80) {
+      out += c < 0x20 ? ' ' : static_cast<char>(c);
+      continue;
+    }
+    // A character beyond ASCII: its continuation bytes go with it, and a
+    // question mark stands in its place.
+    while (i + 1 < utf8.size() && (static_cast<unsigned char>(utf8[i + 1]) & 0xC0) == 0x80) ++i;
+    out += '?';
+  }
+  return out;
+}
+
+bool AssignPens(const svg::Drawing& drawing, const std::vector<std::string>& map,
+                std::map<std::string, int>* pens, std::string* message) {
+  bool taken[17] = {};
+  for (const std::string& item : map) {
+    std::size_t equals = item.rfind('=');
+    char* end = nullptr;
+    long pen = equals == std::string::npos ? 0 : std::strtol(item.c_str() + equals + 1, &end, 10);
+    std::string colour =
+        equals == std::string::npos ? "" : svg::NormaliseColour(item.substr(0, equals));
+    if (colour.empty() || end == nullptr || *end != '\0' || pen < 1 || pen > 16) {
+      *message = "--pen-map " + item + ": give COLOUR=PEN with a pen from 1 to 16";
+      return false;
+    }
+    (*pens)[colour] = static_cast<int>(pen);
+    taken[pen] = true;
+  }
+  std::vector<std::pair<std::size_t, std::string>> seen;
+  for (const svg::Shape& s : drawing.shapes) seen.push_back({s.line, s.colour});
+  for (const svg::Text& t : drawing.texts) seen.push_back({t.line, t.colour});
+  std::stable_sort(seen.begin(), seen.end(),
+                   [](const auto& a, const auto& b) { return a.first < b.first; });
+  int next = 1;
+  std::size_t handed = 0;
+  for (const auto& item : seen) {
+    if (pens->count(item.second) != 0) continue;
+    // Free pens first; once all 16 are in use, round again.
+    int pen = 0;
+    for (int i = 0; i < 16 && pen == 0; ++i) {
+      int candidate = (next - 1 + i) % 16 + 1;
+      if (!taken[candidate]) pen = candidate;
+    }
+    if (pen == 0) pen = static_cast<int>(handed % 16) + 1;
+    taken[pen] = true;
+    (*pens)[item.second] = pen;
+    next = pen % 16 + 1;
+    ++handed;
+  }
+  return true;
+}
+
+int Plot(const PlotOptions& o) {
+  std::string text, message;
+  svg::Limits limits;
+  if (!ReadWholeFile(o.drawing, &text, limits.maxBytes, &message)) {
+    std::fprintf(stderr, "konib: %s\n", message.c_str());
+    return kBadInput;
+  }
+  svg::Drawing drawing;
+  svg::Error error;
+  if (!svg::ReadSvg(text.data(), text.size(), &drawing, &error, limits)) {
+    std::string where =
+        o.drawing + (error.line > 0 ? ":" + std::to_string(error.line) : std::string());
+    std::fprintf(stderr, "konib: %s: %s%s%s\n", where.c_str(),
+                 error.element.empty() ? "" : ("<" + error.element + ">: ").c_str(),
+                 error.message.c_str(), "");
+    return kBadInput;
+  }
+  ModelFile file;
+  std::string section;
+  ModelList model;
+  if (!o.store.empty()) {
+    Store store(o.store);
+    model.list =
+        store.root != nullptr ? NibGetRegistry(store.root, kStorePath, o.model.c_str()) : nullptr;
+    if (model.list == nullptr) {
+      std::fprintf(stderr, "konib: no model \"%s\" in the store %s\n", o.model.c_str(),
+                   o.store.c_str());
+      return kBadInput;
+    }
+  } else if (!LoadModel(o.model, o.section, o.models, &file, &section, &model, &message)) {
+    std::fprintf(stderr, "konib: %s\n", message.c_str());
+    return kBadInput;
+  }
+  Paper paper;
+  std::map<std::string, int> pens;
+  if (!ChoosePaper(model, o.paper, &paper, &message) ||
+      !AssignPens(drawing, o.penMap, &pens, &message)) {
+    std::fprintf(stderr, "konib: %s\n", message.c_str());
+    return kBadInput;
+  }
+  if (!(drawing.width > 0 && drawing.height > 0)) {
+    std::fprintf(stderr, "konib: %s: the page has no size\n", o.drawing.c_str());
+    return kBadInput;
+  }
+  Placement place = Place(drawing, paper, o.orientation, o.scale);
+
+  Handle handle({paper.width, paper.height});
+  NibSetPlotter2(handle.h, model.list);
+  if (paper.index >= 0) {
+    _NibInfo info{};
+    info.paperIndex = paper.index;
+    NibSetPlotterInfo(handle.h, NIB_INFO_PAPERINDEX, &info);
+  }
+  NibInitiate(handle.h);
+  NibStartPage(handle.h);
+  for (const svg::Shape& shape : drawing.shapes) {
+    NibSetPen(handle.h, pens[shape.colour]);
+    DrawShape(handle.h, shape, place);
+  }
+  for (const svg::Text& label : drawing.texts) {
+    NibSetPen(handle.h, pens[label.colour]);
+    DrawText(handle.h, label, place);
+  }
+  NibEndPage(handle.h);
+  int ok = NibTerminate(handle.h);
+  if (!ok) {
+    std::fprintf(stderr, "konib: the library could not make the job (out of memory)\n");
+    return kDeviceError;
+  }
+  return Send(handle.bytes, AbortBytes(model, paper), o.to);
+}
+
+}  // namespace konib::tool

@@ -1,0 +1,103 @@
+// The SVG reader of konib: turns an SVG document into the plotter's drawing
+// model, outlines and texts in millimetres on the document's page.
+//
+// Every shape becomes subpaths of straight and cubic pieces, already through
+// all nested transforms and the root viewBox: lines, rectangles, circles and
+// ellipses, polylines and polygons, and paths with every command of the path
+// grammar (arcs become cubics). Curves are flattened only when plotted, so
+// that the tolerance can be given in plotter units.
+//
+// Bad input has one answer: ReadSvg returns false with a message, the line
+// and the element. The reader holds a bounded amount of memory whatever the
+// input (see Limits), refuses entity declarations, and never recurses more
+// deeply than Limits::maxDepth.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace konib::svg {
+
+struct Point {
+  double x;
+  double y;
+};
+
+// A straight piece to `end`, or a cubic one through the control points.
+struct Segment {
+  bool curve;
+  Point c1;
+  Point c2;
+  Point end;
+};
+
+struct Subpath {
+  Point start;
+  std::vector<Segment> segments;
+};
+
+// Everything a shape element draws, in the colour of its pen: its stroke,
+// or its fill when it has no stroke (a plotter outlines what it cannot fill).
+// Colours are `#rrggbb` where the name is known, else the text in lower case.
+struct Shape {
+  std::string colour;
+  std::vector<Subpath> subpaths;
+  std::size_t line;  // where its element starts in the document
+};
+
+// A text element: where its first character starts, its height in
+// millimetres and the direction of its baseline (radians, 0 along the page's
+// x, positive towards the page's y, which points down).
+struct Text {
+  std::string colour;
+  Point position;
+  double size;
+  double angle;
+  std::string text;  // UTF-8 as in the document, blanks collapsed
+  std::size_t line;
+};
+
+// The page is (0, 0) to (width, height) in millimetres, y pointing down.
+struct Drawing {
+  double width = 0;
+  double height = 0;
+  std::vector<Shape> shapes;
+  std::vector<Text> texts;
+};
+
+struct Limits {
+  std::size_t maxBytes = 16u << 20;    // whole document
+  std::size_t maxMarkup = 400000;      // '<' in the document, before parsing
+  std::size_t maxElements = 200000;    // elements visited
+  std::size_t maxPathData = 1u << 20;  // one `d` or `points` attribute
+  std::size_t maxSegments = 2000000;   // pieces of all shapes together
+  std::size_t maxDepth = 256;          // nesting of elements
+};
+
+struct Error {
+  std::string message;
+  std::size_t line = 0;  // 0: the document as a whole
+  std::string element;   // empty: the document as a whole
+};
+
+// Reads the document in `data`. On success fills `drawing` and returns true;
+// otherwise returns false, fills `error` and leaves `drawing` empty.
+bool ReadSvg(const char* data, std::size_t size, Drawing* drawing, Error* error,
+             const Limits& limits = Limits());
+
+// Calls `point` for every point of the subpath after its start, curves cut
+// into straight pieces that stay within `tolerance` of the curve (at most
+// 4096 pieces per curve).
+void Flatten(const Subpath& subpath, double tolerance, const std::function<void(Point)>& point);
+
+// Exposed for the tests: the pieces of path data `d` (user units, no
+// transform), or false with a message.
+bool ParsePathData(const std::string& d, std::vector<Subpath>* subpaths, std::string* message,
+                   std::size_t maxSegments);
+
+// Exposed for the tests: a colour as the reader normalises it; "" for none.
+std::string NormaliseColour(const std::string& text);
+
+}  // namespace konib::svg
