@@ -79,23 +79,35 @@ std::size_t FormatWhole(double value, char* out) {
   }
   std::uint64_t magnitude =
       whole < 0 ? 0ull - static_cast<std::uint64_t>(whole) : static_cast<std::uint64_t>(whole);
-  // Digits from the back, two at a time, into the end of a scratch area;
-  // then one copy of fixed size.
-  char digits[48];
-  char* const end = digits + 24;
-  char* p = end;
-  if (magnitude <= 0xFFFFFFFFull) {
+  std::size_t n = 0;
+  if (whole < 0) out[n++] = '-';
+  // Device steps mostly have up to eight digits: counted first, then
+  // written from the back two at a time straight into their place.
+  if (magnitude < 100000000ull) {
     auto small = static_cast<std::uint32_t>(magnitude);
+    const std::size_t digits = small < 10000 ? (small < 100 ? (small < 10 ? 1 : 2)
+                                                            : (small < 1000 ? 3 : 4))
+                                             : (small < 1000000 ? (small < 100000 ? 5 : 6)
+                                                                : (small < 10000000 ? 7 : 8));
+    char* p = out + n + digits;
     for (; small >= 100; small /= 100) {
       p -= 2;
       std::memcpy(p, kDigitPairs + (small % 100) * 2, 2);
     }
-    magnitude = small;
-  } else {
-    for (; magnitude >= 100; magnitude /= 100) {
-      p -= 2;
-      std::memcpy(p, kDigitPairs + (magnitude % 100) * 2, 2);
+    if (small >= 10) {
+      std::memcpy(p - 2, kDigitPairs + small * 2, 2);
+    } else {
+      p[-1] = static_cast<char>('0' + small);
     }
+    return n + digits;
+  }
+  // Longer ones into the end of a scratch area; then one copy of fixed size.
+  char scratch[48];
+  char* const end = scratch + 24;
+  char* p = end;
+  for (; magnitude >= 100; magnitude /= 100) {
+    p -= 2;
+    std::memcpy(p, kDigitPairs + (magnitude % 100) * 2, 2);
   }
   if (magnitude >= 10) {
     p -= 2;
@@ -103,8 +115,6 @@ std::size_t FormatWhole(double value, char* out) {
   } else {
     *--p = static_cast<char>('0' + magnitude);
   }
-  std::size_t n = 0;
-  if (whole < 0) out[n++] = '-';
   std::memcpy(out + n, p, 24);
   return n + static_cast<std::size_t>(end - p);
 }
