@@ -148,9 +148,7 @@ int DrawStroke(NibHandle* h, const Stroke& stroke, int style, bool reversed) {
   SelectStyle(h, style);
   const _NibWorld2 start{visible.x, visible.y};
   const _NibWorld2 end{visible.x + visible.dx, visible.y + visible.dy};
-  CommandMove(h, reversed ? end : start);
-  CommandLine(h, reversed ? start : end);
-  return Result(h);
+  return reversed ? CommandStroke(h, end, start) : CommandStroke(h, start, end);
 }
 
 int DrawPenStrokes(NibHandle* h, const Stroke& stroke, int style) {
