@@ -60,48 +60,14 @@ const char* ReadOperation(const char* p, NumberForm* form) {
 
 }  // namespace
 
-namespace {
-
 const char kDigitPairs[] =
     "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
     "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
     "8081828384858687888990919293949596979899";
 
-}  // namespace
-
-std::size_t FormatWhole(double value, char* out) {
-  auto whole = static_cast<long long>(value);  // towards zero
-  const double rest = value - static_cast<double>(whole);
-  if (rest >= 0.5) {
-    if (rest > 0.5 || (whole & 1) != 0) ++whole;
-  } else if (rest <= -0.5) {
-    if (rest < -0.5 || (whole & 1) != 0) --whole;
-  }
-  std::uint64_t magnitude =
-      whole < 0 ? 0ull - static_cast<std::uint64_t>(whole) : static_cast<std::uint64_t>(whole);
-  std::size_t n = 0;
-  if (whole < 0) out[n++] = '-';
-  // Device steps mostly have up to eight digits: counted first, then
-  // written from the back two at a time straight into their place.
-  if (magnitude < 100000000ull) {
-    auto small = static_cast<std::uint32_t>(magnitude);
-    const std::size_t digits = small < 10000 ? (small < 100 ? (small < 10 ? 1 : 2)
-                                                            : (small < 1000 ? 3 : 4))
-                                             : (small < 1000000 ? (small < 100000 ? 5 : 6)
-                                                                : (small < 10000000 ? 7 : 8));
-    char* p = out + n + digits;
-    for (; small >= 100; small /= 100) {
-      p -= 2;
-      std::memcpy(p, kDigitPairs + (small % 100) * 2, 2);
-    }
-    if (small >= 10) {
-      std::memcpy(p - 2, kDigitPairs + small * 2, 2);
-    } else {
-      p[-1] = static_cast<char>('0' + small);
-    }
-    return n + digits;
-  }
-  // Longer ones into the end of a scratch area; then one copy of fixed size.
+std::size_t FormatLongWhole(std::uint64_t magnitude, char* out) {
+  // Digits from the back, two at a time, into the end of a scratch area;
+  // then one copy of fixed size.
   char scratch[48];
   char* const end = scratch + 24;
   char* p = end;
@@ -115,8 +81,8 @@ std::size_t FormatWhole(double value, char* out) {
   } else {
     *--p = static_cast<char>('0' + magnitude);
   }
-  std::memcpy(out + n, p, 24);
-  return n + static_cast<std::size_t>(end - p);
+  std::memcpy(out, p, 24);
+  return static_cast<std::size_t>(end - p);
 }
 
 std::size_t ParseNumber(const char* text, const char* name, std::size_t nameLength,

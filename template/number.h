@@ -14,6 +14,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 
 #include "core/handle.h"
 
@@ -63,12 +65,59 @@ inline bool IsWholeNumber(int decimals, double value) {
 // Bytes FormatWhole may write, beyond what it returns as well.
 constexpr std::size_t kWholeNumberRoom = 32;
 
+// "00" to "99", two bytes each.
+extern const char kDigitPairs[];
+
+// The digits of `magnitude`, of any size, into `out`; returns the length.
+// Writes 24 bytes, the rest of them scratch.
+std::size_t FormatLongWhole(std::uint64_t magnitude, char* out);
+
 // The digits of `value` rounded to a whole number as the fixed notation of
 // the platform rounds, to the nearest and a tie to the even neighbour, into
 // `out`, with "-" in front of a negative result; 0 has no sign. Returns the
 // length; writes kWholeNumberRoom bytes at most, the rest of them scratch.
-// Only for values IsWholeNumber admits.
-std::size_t FormatWhole(double value, char* out);
+// Only for values IsWholeNumber admits. Inline: the drawing path writes
+// four of them per line, mostly of four or five digits.
+inline std::size_t FormatWhole(double value, char* out) {
+  auto whole = static_cast<long long>(value);  // towards zero
+  const double rest = value - static_cast<double>(whole);
+  if (rest >= 0.5) {
+    if (rest > 0.5 || (whole & 1) != 0) ++whole;
+  } else if (rest <= -0.5) {
+    if (rest < -0.5 || (whole & 1) != 0) --whole;
+  }
+  const std::size_t sign = whole < 0 ? 1 : 0;
+  const std::uint64_t magnitude =
+      sign != 0 ? 0ull - static_cast<std::uint64_t>(whole) : static_cast<std::uint64_t>(whole);
+  out[0] = '-';  // kept only for a negative number
+  out += sign;
+  if (magnitude >= 100000) return sign + FormatLongWhole(magnitude, out);
+  const auto v = static_cast<std::uint32_t>(magnitude);
+  if (v < 100) {
+    if (v < 10) {
+      out[0] = static_cast<char>('0' + v);
+      return sign + 1;
+    }
+    std::memcpy(out, kDigitPairs + v * 2, 2);
+    return sign + 2;
+  }
+  const std::uint32_t high = v / 100;  // 1 to 999
+  const std::uint32_t low = v % 100;
+  if (high < 10) {
+    out[0] = static_cast<char>('0' + high);
+    std::memcpy(out + 1, kDigitPairs + low * 2, 2);
+    return sign + 3;
+  }
+  if (high < 100) {
+    std::memcpy(out, kDigitPairs + high * 2, 2);
+    std::memcpy(out + 2, kDigitPairs + low * 2, 2);
+    return sign + 4;
+  }
+  out[0] = static_cast<char>('0' + high / 100);
+  std::memcpy(out + 1, kDigitPairs + (high % 100) * 2, 2);
+  std::memcpy(out + 3, kDigitPairs + low * 2, 2);
+  return sign + 5;
+}
 
 // Writes what PrintNumber sends into `out` (kNumberTextSize bytes), without
 // a terminator; returns its length.

@@ -106,8 +106,11 @@ inline const PreparedStep* SweepSteps(const PreparedTemplate& t, const double* v
   const PreparedStep* const end = t.steps + t.count;
   const PreparedStep* at = t.steps;
   for (; at != end; ++at) {
-    // Eight bytes at a time: the pool and the room both have the slack.
-    for (std::uint32_t k = 0; k < at->count; k += 8) std::memcpy(to + k, t.pool + at->bytes + k, 8);
+    // Eight bytes at a time, the first eight always: the pool and the room
+    // both have the slack.
+    const char* run = t.pool + at->bytes;
+    std::memcpy(to, run, 8);
+    for (std::uint32_t k = 8; k < at->count; k += 8) std::memcpy(to + k, run + k, 8);
     to += at->count;
     if (at->kind == PreparedStep::kEnd) continue;
     const double value = ApplyNumberForm(at->form, values[at->local], at->unit ? 1.0 : step);
