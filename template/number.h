@@ -81,42 +81,27 @@ std::size_t FormatLongWhole(std::uint64_t magnitude, char* out);
 inline std::size_t FormatWhole(double value, char* out) {
   auto whole = static_cast<long long>(value);  // towards zero
   const double rest = value - static_cast<double>(whole);
-  if (rest >= 0.5) {
-    if (rest > 0.5 || (whole & 1) != 0) ++whole;
-  } else if (rest <= -0.5) {
-    if (rest < -0.5 || (whole & 1) != 0) --whole;
-  }
+  // Without branches: which way a coordinate rounds and how many digits it
+  // has are as good as random, and a wrong guess costs more than the sums.
+  const bool odd = (whole & 1) != 0;
+  whole += static_cast<long long>((rest > 0.5) | ((rest == 0.5) & odd)) -
+           static_cast<long long>((rest < -0.5) | ((rest == -0.5) & odd));
   const std::size_t sign = whole < 0 ? 1 : 0;
   const std::uint64_t magnitude =
       sign != 0 ? 0ull - static_cast<std::uint64_t>(whole) : static_cast<std::uint64_t>(whole);
   out[0] = '-';  // kept only for a negative number
   out += sign;
   if (magnitude >= 100000) return sign + FormatLongWhole(magnitude, out);
+  // Five digits with leading zeros, of which the significant ones are taken.
   const auto v = static_cast<std::uint32_t>(magnitude);
-  if (v < 100) {
-    if (v < 10) {
-      out[0] = static_cast<char>('0' + v);
-      return sign + 1;
-    }
-    std::memcpy(out, kDigitPairs + v * 2, 2);
-    return sign + 2;
-  }
-  const std::uint32_t high = v / 100;  // 1 to 999
-  const std::uint32_t low = v % 100;
-  if (high < 10) {
-    out[0] = static_cast<char>('0' + high);
-    std::memcpy(out + 1, kDigitPairs + low * 2, 2);
-    return sign + 3;
-  }
-  if (high < 100) {
-    std::memcpy(out, kDigitPairs + high * 2, 2);
-    std::memcpy(out + 2, kDigitPairs + low * 2, 2);
-    return sign + 4;
-  }
-  out[0] = static_cast<char>('0' + high / 100);
-  std::memcpy(out + 1, kDigitPairs + (high % 100) * 2, 2);
-  std::memcpy(out + 3, kDigitPairs + low * 2, 2);
-  return sign + 5;
+  const std::uint32_t low4 = v % 10000;
+  char digits[16] = {};
+  digits[0] = static_cast<char>('0' + v / 10000);
+  std::memcpy(digits + 1, kDigitPairs + (low4 / 100) * 2, 2);
+  std::memcpy(digits + 3, kDigitPairs + (low4 % 100) * 2, 2);
+  const std::size_t length = 1u + (v >= 10) + (v >= 100) + (v >= 1000) + (v >= 10000);
+  std::memcpy(out, digits + 5 - length, 8);
+  return sign + length;
 }
 
 // Writes what PrintNumber sends into `out` (kNumberTextSize bytes), without
