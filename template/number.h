@@ -13,6 +13,7 @@
 //            and is divided by the divisor too.
 #pragma once
 
+#include <cfloat>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -79,13 +80,25 @@ std::size_t FormatLongWhole(std::uint64_t magnitude, char* out);
 // Only for values IsWholeNumber admits. Inline: the drawing path writes
 // four of them per line, mostly of four or five digits.
 inline std::size_t FormatWhole(double value, char* out) {
-  auto whole = static_cast<long long>(value);  // towards zero
-  const double rest = value - static_cast<double>(whole);
-  // Without branches: which way a coordinate rounds and how many digits it
-  // has are as good as random, and a wrong guess costs more than the sums.
-  const bool odd = (whole & 1) != 0;
-  whole += static_cast<long long>((rest > 0.5) | ((rest == 0.5) & odd)) -
-           static_cast<long long>((rest < -0.5) | ((rest == -0.5) & odd));
+  long long whole;
+#if FLT_EVAL_METHOD == 0
+  // Below 2^51 the sum with 1.5 * 2^52 has no bits behind the point: the
+  // addition itself rounds to the nearest, a tie to the even neighbour.
+  // Only where doubles are computed as doubles, not in a wider register.
+  constexpr double kRoundingShift = 6755399441055744.0;
+  if (value < 2251799813685248.0 && value > -2251799813685248.0) {
+    whole = static_cast<long long>((value + kRoundingShift) - kRoundingShift);
+  } else
+#endif
+  {
+    whole = static_cast<long long>(value);  // towards zero
+    const double rest = value - static_cast<double>(whole);
+    // Without branches: which way a coordinate rounds is as good as random,
+    // and a wrong guess costs more than the sums.
+    const bool odd = (whole & 1) != 0;
+    whole += static_cast<long long>((rest > 0.5) | ((rest == 0.5) & odd)) -
+             static_cast<long long>((rest < -0.5) | ((rest == -0.5) & odd));
+  }
   const std::size_t sign = whole < 0 ? 1 : 0;
   const std::uint64_t magnitude =
       sign != 0 ? 0ull - static_cast<std::uint64_t>(whole) : static_cast<std::uint64_t>(whole);
