@@ -37,8 +37,10 @@ bool FartherThan(const _NibWorld2& from, const _NibWorld2& a, const _NibWorld2& 
   const double sa = SquaredDistance(from, a);
   const double sb = SquaredDistance(from, b);
   if (sb > 1e-290 && sb < 1e290) {  // full precision, and room to widen
-    if (sa > sb * (1 + 1e-9)) return true;
-    if (sa < sb * (1 - 1e-9)) return false;
+    // Which end is nearer is as good as random: one test that is nearly
+    // always true, not two that a guess gets wrong half of the time.
+    const bool farther = sa > sb * (1 + 1e-9);
+    if (farther | (sa < sb * (1 - 1e-9))) return farther;
   }
   return std::sqrt(sa) > std::sqrt(sb);
 }
@@ -148,9 +150,7 @@ int DrawStroke(NibHandle* h, const Stroke& stroke, int style, bool reversed) {
   SelectStyle(h, style);
   const _NibWorld2 start{visible.x, visible.y};
   const _NibWorld2 end{visible.x + visible.dx, visible.y + visible.dy};
-  CommandMove(h, reversed ? end : start);
-  CommandLine(h, reversed ? start : end);
-  return Result(h);
+  return reversed ? CommandStroke(h, end, start) : CommandStroke(h, start, end);
 }
 
 int DrawPenStrokes(NibHandle* h, const Stroke& stroke, int style) {
@@ -287,8 +287,12 @@ extern "C" KONIB_API int NibDrawLine(void* handle, const _NibWorld4* line) {
   WorldToDevice(h, start);
   WorldToDevice(h, end);
   // Start from the end nearer to the pen: the pen travels less in the air.
-  if ((h->stateFlags & kPositionKnown) && FartherThan(h->devicePos, start, end))
-    std::swap(start, end);
+  // Chosen by index rather than by a branch, whose guess would fail half
+  // of the time.
+  const int swap = (h->stateFlags & kPositionKnown) && FartherThan(h->devicePos, start, end);
+  const _NibWorld2 ends[2] = {start, end};
+  start = ends[swap];
+  end = ends[1 - swap];
   const Stroke stroke{start.x, start.y, end.x - start.x, end.y - start.y};
   // A line no sheet holds; so long that its length overflows, too. The
   // square is finite exactly when its root is.

@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "core/output.h"
 #include "platform/text.h"
 #include "template/prepared.h"
 
@@ -104,18 +105,20 @@ double NormaliseStart(double degrees) {
   return degrees < 0.0 ? 0.0 : degrees;
 }
 
+// Whether the pen at its known place may stay there for a move to `target`.
+bool MoveSkips(const NibHandle* h, const _NibWorld2& target) {
+  if (!(h->stateFlags & kPositionKnown)) return false;
+  const double dx = target.x - h->devicePos.x;
+  const double dy = target.y - h->devicePos.y;
+  // The square decides unless it lies close to the tolerance's square.
+  const double square = dx * dx + dy * dy;
+  return square < 0.0024 || (square <= 0.0026 && std::sqrt(square) < kMoveTolerance);
+}
+
 }  // namespace
 
 int CommandMove(NibHandle* h, const _NibWorld2& target) {
-  bool skip = false;
-  if (h->stateFlags & kPositionKnown) {
-    const double dx = target.x - h->devicePos.x;
-    const double dy = target.y - h->devicePos.y;
-    // The square decides unless it lies close to the tolerance's square.
-    const double square = dx * dx + dy * dy;
-    skip = square < 0.0024 || (square <= 0.0026 && std::sqrt(square) < kMoveTolerance);
-  }
-  if (!skip) {
+  if (!MoveSkips(h, target)) {
     const double values[] = {target.x, target.y, h->sizeXY.x - target.x, h->sizeXY.y - target.y};
     PointArguments args{target};
     Walk(h, kCmdMove, kPreparedMove, kMoveNames, values, InvokeWithPoint, &args);
@@ -131,6 +134,42 @@ int CommandLine(NibHandle* h, const _NibWorld2& target) {
   PointArguments args{target};
   Walk(h, kCmdLine, kPreparedLine, kLineNames, values, InvokeWithPoint, &args);
   Arrive(h, target);
+  return Result(h);
+}
+
+int CommandStroke(NibHandle* h, const _NibWorld2& from, const _NibWorld2& to) {
+  const PreparedTemplate& move = h->prepared[kPreparedMove];
+  const PreparedTemplate& line = h->prepared[kPreparedLine];
+  const bool skip = MoveSkips(h, from);
+  char* out = nullptr;
+  if (Sweepable(h, line, h->text[kCmdLine]) && (skip || Sweepable(h, move, h->text[kCmdMove]))) {
+    out = OutputRoom(h, (skip ? 0 : move.sweepRoom) + line.sweepRoom);
+  }
+  if (out == nullptr) {
+    CommandMove(h, from);
+    return CommandLine(h, to);
+  }
+  // Nothing counts as sent before both are written: a number too large for
+  // the sweep sends them the ordinary way instead.
+  char* const start = out;
+  const double step = h->step;
+  const double farX = h->sizeXY.x - from.x;
+  const double farY = h->sizeXY.y - from.y;
+  if (!skip) {
+    const double values[] = {from.x, from.y, farX, farY};
+    if (SweepSteps(move, values, step, &out) != move.steps + move.count) out = nullptr;
+  }
+  if (out != nullptr) {
+    const double values[] = {
+        from.x, from.y, farX, farY, to.x, to.y, h->sizeXY.x - to.x, h->sizeXY.y - to.y};
+    if (SweepSteps(line, values, step, &out) != line.steps + line.count) out = nullptr;
+  }
+  if (out == nullptr) {
+    CommandMove(h, from);
+    return CommandLine(h, to);
+  }
+  h->outUsed += static_cast<std::uint32_t>(out - start);
+  Arrive(h, to);
   return Result(h);
 }
 

@@ -15,6 +15,9 @@ constexpr double kMoveTolerance = 0.05;
 int CommandMove(NibHandle* h, const _NibWorld2& target);
 // Command.Line from devicePos (x1, y1, x3, y3) to the target (x2, y2, x4, y4).
 int CommandLine(NibHandle* h, const _NibWorld2& target);
+// A move to `from` and a line on to `to`: CommandMove and CommandLine, the
+// two templates written in one sweep where both are runs and whole numbers.
+int CommandStroke(NibHandle* h, const _NibWorld2& from, const _NibWorld2& to);
 // Command.Circle with xc, yc, x0, y0, xc3, yc3, x5, y5, r1, r2.
 int CommandCircle(NibHandle* h, const _NibWorld2& centre, double radius);
 // Command.Arc with the circle's escapes, \mv, the end points and the angles

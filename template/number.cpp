@@ -60,42 +60,20 @@ const char* ReadOperation(const char* p, NumberForm* form) {
 
 }  // namespace
 
-namespace {
-
 const char kDigitPairs[] =
     "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
     "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
     "8081828384858687888990919293949596979899";
 
-}  // namespace
-
-std::size_t FormatWhole(double value, char* out) {
-  auto whole = static_cast<long long>(value);  // towards zero
-  const double rest = value - static_cast<double>(whole);
-  if (rest >= 0.5) {
-    if (rest > 0.5 || (whole & 1) != 0) ++whole;
-  } else if (rest <= -0.5) {
-    if (rest < -0.5 || (whole & 1) != 0) --whole;
-  }
-  std::uint64_t magnitude =
-      whole < 0 ? 0ull - static_cast<std::uint64_t>(whole) : static_cast<std::uint64_t>(whole);
+std::size_t FormatLongWhole(std::uint64_t magnitude, char* out) {
   // Digits from the back, two at a time, into the end of a scratch area;
   // then one copy of fixed size.
-  char digits[48];
-  char* const end = digits + 24;
+  char scratch[48];
+  char* const end = scratch + 24;
   char* p = end;
-  if (magnitude <= 0xFFFFFFFFull) {
-    auto small = static_cast<std::uint32_t>(magnitude);
-    for (; small >= 100; small /= 100) {
-      p -= 2;
-      std::memcpy(p, kDigitPairs + (small % 100) * 2, 2);
-    }
-    magnitude = small;
-  } else {
-    for (; magnitude >= 100; magnitude /= 100) {
-      p -= 2;
-      std::memcpy(p, kDigitPairs + (magnitude % 100) * 2, 2);
-    }
+  for (; magnitude >= 100; magnitude /= 100) {
+    p -= 2;
+    std::memcpy(p, kDigitPairs + (magnitude % 100) * 2, 2);
   }
   if (magnitude >= 10) {
     p -= 2;
@@ -103,10 +81,8 @@ std::size_t FormatWhole(double value, char* out) {
   } else {
     *--p = static_cast<char>('0' + magnitude);
   }
-  std::size_t n = 0;
-  if (whole < 0) out[n++] = '-';
-  std::memcpy(out + n, p, 24);
-  return n + static_cast<std::size_t>(end - p);
+  std::memcpy(out, p, 24);
+  return static_cast<std::size_t>(end - p);
 }
 
 std::size_t ParseNumber(const char* text, const char* name, std::size_t nameLength,

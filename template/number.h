@@ -13,7 +13,10 @@
 //            and is divided by the divisor too.
 #pragma once
 
+#include <cfloat>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 
 #include "core/handle.h"
 
@@ -63,12 +66,56 @@ inline bool IsWholeNumber(int decimals, double value) {
 // Bytes FormatWhole may write, beyond what it returns as well.
 constexpr std::size_t kWholeNumberRoom = 32;
 
+// "00" to "99", two bytes each.
+extern const char kDigitPairs[];
+
+// The digits of `magnitude`, of any size, into `out`; returns the length.
+// Writes 24 bytes, the rest of them scratch.
+std::size_t FormatLongWhole(std::uint64_t magnitude, char* out);
+
 // The digits of `value` rounded to a whole number as the fixed notation of
 // the platform rounds, to the nearest and a tie to the even neighbour, into
 // `out`, with "-" in front of a negative result; 0 has no sign. Returns the
 // length; writes kWholeNumberRoom bytes at most, the rest of them scratch.
-// Only for values IsWholeNumber admits.
-std::size_t FormatWhole(double value, char* out);
+// Only for values IsWholeNumber admits. Inline: the drawing path writes
+// four of them per line, mostly of four or five digits.
+inline std::size_t FormatWhole(double value, char* out) {
+  long long whole;
+#if FLT_EVAL_METHOD == 0
+  // Below 2^51 the sum with 1.5 * 2^52 has no bits behind the point: the
+  // addition itself rounds to the nearest, a tie to the even neighbour.
+  // Only where doubles are computed as doubles, not in a wider register.
+  constexpr double kRoundingShift = 6755399441055744.0;
+  if (value < 2251799813685248.0 && value > -2251799813685248.0) {
+    whole = static_cast<long long>((value + kRoundingShift) - kRoundingShift);
+  } else
+#endif
+  {
+    whole = static_cast<long long>(value);  // towards zero
+    const double rest = value - static_cast<double>(whole);
+    // Without branches: which way a coordinate rounds is as good as random,
+    // and a wrong guess costs more than the sums.
+    const bool odd = (whole & 1) != 0;
+    whole += static_cast<long long>((rest > 0.5) | ((rest == 0.5) & odd)) -
+             static_cast<long long>((rest < -0.5) | ((rest == -0.5) & odd));
+  }
+  const std::size_t sign = whole < 0 ? 1 : 0;
+  const std::uint64_t magnitude =
+      sign != 0 ? 0ull - static_cast<std::uint64_t>(whole) : static_cast<std::uint64_t>(whole);
+  out[0] = '-';  // kept only for a negative number
+  out += sign;
+  if (magnitude >= 100000) return sign + FormatLongWhole(magnitude, out);
+  // Five digits with leading zeros, of which the significant ones are taken.
+  const auto v = static_cast<std::uint32_t>(magnitude);
+  const std::uint32_t low4 = v % 10000;
+  char digits[16] = {};
+  digits[0] = static_cast<char>('0' + v / 10000);
+  std::memcpy(digits + 1, kDigitPairs + (low4 / 100) * 2, 2);
+  std::memcpy(digits + 3, kDigitPairs + (low4 % 100) * 2, 2);
+  const std::size_t length = 1u + (v >= 10) + (v >= 100) + (v >= 1000) + (v >= 10000);
+  std::memcpy(out, digits + 5 - length, 8);
+  return sign + length;
+}
 
 // Writes what PrintNumber sends into `out` (kNumberTextSize bytes), without
 // a terminator; returns its length.

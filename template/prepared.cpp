@@ -247,18 +247,9 @@ int WalkPrepared(NibHandle* h, const PreparedTemplate& t, const PreparedCall& ca
   if (t.simple && (!t.handleDecimals || h->decimals <= 0) && Buffered(h) && Room(h, t.sweepRoom)) {
     char* out = h->outBuffer + h->outUsed;
     char* const start = out;
-    const double step = h->step;
-    const double* const values = call.values;
+    // A number too large to round here goes the way of the walker.
+    const PreparedStep* at = SweepSteps(t, call.values, h->step, &out);
     const PreparedStep* const end = t.steps + t.count;
-    const PreparedStep* at = t.steps;
-    for (; at != end; ++at) {
-      CopyRun(out, t.pool + at->bytes, at->count);
-      out += at->count;
-      if (at->kind == PreparedStep::kEnd) continue;
-      const double value = ApplyNumberForm(at->form, values[at->local], at->unit ? 1.0 : step);
-      if (!IsWholeNumber(0, value)) break;  // too large to round here: the way of the walker
-      out += FormatWhole(value, out);
-    }
     h->outUsed += static_cast<std::uint32_t>(out - start);
     if (at == end) return Result(h);
     PrintNumber(h, at->form.width, at->form.pad, 0, StepValue(h, *at, call));

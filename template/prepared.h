@@ -19,6 +19,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include "core/handle.h"
 #include "template/number.h"
@@ -87,6 +88,38 @@ constexpr std::size_t kMaxPreparedNames = 32;
 // Reads `text` (not null) with the command's local escapes `names` into `t`.
 void PrepareTemplate(PreparedTemplate* t, const char* text, const PreparedName* names,
                      std::size_t nameCount);
+
+// Whether `t`, prepared from `text`, is all runs and whole numbers on this
+// handle: a template that SweepSteps writes by itself.
+inline bool Sweepable(const NibHandle* h, const PreparedTemplate& t, const char* text) {
+  return text != nullptr && t.source == text && t.usable && t.simple &&
+         (!t.handleDecimals || h->decimals <= 0);
+}
+
+// Writes a sweepable template's runs and numbers (`values` over `step`) at
+// `*out`, which has t.sweepRoom bytes, and moves `*out` past them. Stops at
+// a number too large to round here; returns the step it stopped at, or the
+// end of the steps.
+inline const PreparedStep* SweepSteps(const PreparedTemplate& t, const double* values, double step,
+                                      char** out) {
+  char* to = *out;
+  const PreparedStep* const end = t.steps + t.count;
+  const PreparedStep* at = t.steps;
+  for (; at != end; ++at) {
+    // Eight bytes at a time, the first eight always: the pool and the room
+    // both have the slack.
+    const char* run = t.pool + at->bytes;
+    std::memcpy(to, run, 8);
+    for (std::uint32_t k = 8; k < at->count; k += 8) std::memcpy(to + k, run + k, 8);
+    to += at->count;
+    if (at->kind == PreparedStep::kEnd) continue;
+    const double value = ApplyNumberForm(at->form, values[at->local], at->unit ? 1.0 : step);
+    if (!IsWholeNumber(0, value)) break;
+    to += FormatWhole(value, to);
+  }
+  *out = to;
+  return at;
+}
 
 // Sends a prepared template. Returns 1 if `failure` is 0 at the end, else 0.
 int WalkPrepared(NibHandle* h, const PreparedTemplate& t, const PreparedCall& call);

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+
+#include "core/output.h"
 #include "support/model_handle.h"
 
 namespace konib {
@@ -10,12 +13,10 @@ namespace {
 using test::ModelHandle;
 
 ModelHandle Plotter(double step = 1, const char* decimals = "0") {
-  return ModelHandle{{"Step", std::to_string(step)},
-                     {"Decimal", decimals},
-                     {"Command.Move", "PU\\x1,\\y1;"},
-                     {"Command.Line", "PD\\x1,\\y1>\\x2,\\y2;"},
-                     {"Command.Circle", "CI\\xc,\\yc,\\r1;"},
-                     {"Command.Arc", "\\mvAA\\xc,\\yc,\\a3;"}};
+  return ModelHandle{
+      {"Step", std::to_string(step)},          {"Decimal", decimals},
+      {"Command.Move", "PU\\x1,\\y1;"},        {"Command.Line", "PD\\x1,\\y1>\\x2,\\y2;"},
+      {"Command.Circle", "CI\\xc,\\yc,\\r1;"}, {"Command.Arc", "\\mvAA\\xc,\\yc,\\a3;"}};
 }
 
 TEST(CommandMove, PrintsTargetDividedByStep) {
@@ -49,6 +50,47 @@ TEST(CommandMove, NearbyMovesAreDroppedButFollowed) {
   EXPECT_EQ(m.Take(), "");
 }
 
+// A move and a line go out in one sweep where both templates allow it, and
+// the ordinary way where they do not; the bytes and the pen are the same.
+TEST(CommandStroke, SendsTheMoveAndTheLineEitherWay) {
+  const struct {
+    const char* decimals;
+    _NibWorld2 pen;  // NaN: not known
+    _NibWorld2 from, to;
+    const char* bytes;
+  } cases[] = {
+      {"0", {NAN, NAN}, {1, 2}, {3.5, -4}, "PU1,2;PD1,2>4,-4;"},
+      {"0", {1.03, 2}, {1, 2}, {3, 4}, "PD1,2>3,4;"},  // the pen stands there: no move
+      {"0", {NAN, NAN}, {1e17, 2}, {3, 4}, "PU100000000000000000,2;PD100000000000000000,2>3,4;"},
+      {"0", {NAN, NAN}, {1, 2}, {-2e16, 4}, "PU1,2;PD1,2>-20000000000000000,4;"},
+      {"2", {NAN, NAN}, {1, 2}, {3, 4}, "PU1.00,2.00;PD1.00,2.00>3.00,4.00;"},
+  };
+  for (const auto& c : cases) {
+    ModelHandle m{{{"Step", "1"},
+                   {"Decimal", c.decimals},
+                   {"Command.Move", "PU\\x1,\\y1;"},
+                   {"Command.Line", "PD\\x1,\\y1>\\x2,\\y2;"}},
+                  1000,
+                  800,
+                  true};
+    if (!std::isnan(c.pen.x)) {
+      m.h()->devicePos = c.pen;
+      m.h()->stateFlags |= kPositionKnown;
+    }
+    // Twice: the first call prepares the templates, the second may sweep.
+    for (int round = 0; round < 2; ++round) {
+      if (round == 1 && !std::isnan(c.pen.x)) m.h()->devicePos = c.pen;
+      if (round == 1 && std::isnan(c.pen.x))
+        m.h()->stateFlags &= ~static_cast<std::uint32_t>(kPositionKnown);
+      EXPECT_EQ(CommandStroke(m.h(), c.from, c.to), 1);
+      ASSERT_EQ(FlushOutput(m.h()), 1);
+      EXPECT_EQ(m.Take(), c.bytes) << c.bytes << " round " << round;
+      EXPECT_EQ(m.h()->devicePos.x, c.to.x);
+      EXPECT_EQ(m.h()->devicePos.y, c.to.y);
+    }
+  }
+}
+
 TEST(CommandMove, NoTemplateStillFollowsThePen) {
   ModelHandle m{{"Command.Line", ""}};
   EXPECT_EQ(CommandMove(m.h(), {3, 4}), 1);
@@ -67,7 +109,8 @@ TEST(CommandLine, RunsFromThePenToTheTarget) {
 }
 
 TEST(CommandCircle, EscapesAndForgottenPosition) {
-  ModelHandle m{{"Command.Circle", "\\xc3|\\yc3|\\xc|\\yc|\\x0|\\y0|\\x5|\\y5|\\r1|\\r2|\\(R1,1)"}, {"Decimal", "0"}};
+  ModelHandle m{{"Command.Circle", "\\xc3|\\yc3|\\xc|\\yc|\\x0|\\y0|\\x5|\\y5|\\r1|\\r2|\\(R1,1)"},
+                {"Decimal", "0"}};
   CommandMove(m.h(), {5, 5});
   CommandCircle(m.h(), {100, 50}, 10);
   EXPECT_EQ(m.Take(), "900|750|100|50|100|50|900|750|10|20|10.0");

@@ -195,13 +195,121 @@ _NibWorld2 Point(Random& random) {
   return {random.Between(0, 400), random.Between(0, 277)};
 }
 
+// Pieces of text templates: the character codes in every form, the
+// text's sizes and angle, the font escapes (which may name each other) and
+// some of the plain pieces.
+const char* const kTextPieces[] = {"LB",
+                                   "\\$03",
+                                   ";",
+                                   ",",
+                                   "\\c1",
+                                   "\\c2",
+                                   "\\c3",
+                                   "\\c4",
+                                   "\\c5",
+                                   "\\c8",
+                                   "\\c9",
+                                   "\\c0",
+                                   "\\w1",
+                                   "\\w2",
+                                   "\\w3",
+                                   "\\h1",
+                                   "\\h2",
+                                   "\\h3",
+                                   "\\p1",
+                                   "\\s1",
+                                   "\\sc",
+                                   "\\ss",
+                                   "\\w0",
+                                   "\\h0",
+                                   "\\s0",
+                                   "\\i0",
+                                   "\\i1",
+                                   "\\b0",
+                                   "\\b1",
+                                   "\\x1",
+                                   "\\y1",
+                                   "\\x3",
+                                   "\\y3",
+                                   "\\pn",
+                                   "\\n",
+                                   "\\(h1,4,/400)",
+                                   "\\(p1,4,/600)",
+                                   "\\(sc,2)",
+                                   "\\(s1,1,*2)",
+                                   "\\(w3,2",
+                                   "\\[probe.Echo,T\\c4]",
+                                   "\\"};
+
+// A model with text templates of random pieces on top of a random one.
+Values RandomTextModel(Random& random) {
+  Values values = RandomModel(random);
+  static const char* const kTextKeys[] = {
+      "Command.Text",         "Command.TextDrawInit",  "Command.TextDraw",
+      "Command.TextDrawTerm", "Command.TextCharInit",  "Command.TextChar",
+      "Command.TextCharTerm", "Command.TextKanaInit",  "Command.TextKana",
+      "Command.TextKanaTerm", "Command.TextTerm",      "Command.FontBoldOff",
+      "Command.FontBoldOn",   "Command.FontItalicOff", "Command.FontItalicOn",
+      "Command.FontWidth",    "Command.FontHeight",    "Command.FontPitch",
+      "Command.FontAngle"};
+  for (const char* key : kTextKeys) {
+    if (!random.Chance(60)) continue;
+    std::string text;
+    for (int i = random.Below(6); i > 0; --i) {
+      text += random.Chance(80) ? random.Pick(kTextPieces) : random.Pick(kPieces);
+    }
+    values.push_back({key, text});
+  }
+  static const char* const kReplace[] = {"A,B", "a,Q,A,R", "\xb1,XY,\x82\xa0,", "1,\x93\xfa"};
+  static const char* const kAdjust[] = {"0.8,0.9,0,0.1", "2,3,1,0", "1,1,-0.5,0.25"};
+  if (random.Chance(40)) values.push_back({"FontReplace", random.Pick(kReplace)});
+  for (int i = 1; i <= 5; ++i) {
+    if (random.Chance(25))
+      values.push_back({"FontAdjust" + std::to_string(i), random.Pick(kAdjust)});
+  }
+  if (random.Chance(50)) values.push_back({"ANK", std::to_string(random.Below(3))});
+  if (random.Chance(50)) values.push_back({"Kanji", std::to_string(random.Below(3))});
+  return values;
+}
+
+// A random text of ASCII, half-width kana, double-byte characters and
+// bytes that are no valid CP932 (a lone lead byte, 0x80, 0xA0, 0xFD).
+std::string RandomText(Random& random) {
+  static const char* const kChars[] = {"A",        "z",        " ",        "7",        "\\",
+                                       "\xb1",     "\xdf",     "\xa6",     "\x93\xfa", "\x96\x7b",
+                                       "\x81\x5c", "\x82\xa0", "\x83\x41", "\xe0\x40", "\xfc\xfc",
+                                       "\x80",     "\xa0",     "\xfd",     "\x88\x9f", "\x82"};
+  std::string text;
+  for (int i = random.Below(12); i > 0; --i) text += random.Pick(kChars);
+  return text;
+}
+
+void DrawRandomText(Random& random, void* h) {
+  const _NibWorld2 at = Point(random);
+  const std::string text = RandomText(random);
+  static const double kSizes[] = {0.5, 2.5, 4, 10, 0};
+  _NibTextInfo info{};
+  info.flags = static_cast<std::uint32_t>(random.Below(8));
+  info.height = random.Pick(kSizes);
+  info.width = random.Chance(80) ? info.height * random.Between(0.5, 1.2) : random.Pick(kSizes);
+  info.pitch = info.width * random.Between(0.8, 1.6);
+  static const double kAngles[] = {0, 0, 1.5707963267948966, -0.5, 3.0};
+  info.angle = random.Chance(70) ? random.Pick(kAngles) : random.Between(-7, 7);
+  NibDrawText(h, &at, text.c_str(), &info);
+}
+
 // A job of random drawing on the handle: lines, dots, arcs and circles in
 // every style, pens of several strokes, views, clipping on and off, and
 // templates replaced in the middle of the job.
-void RandomJob(Random& random, void* h, int operations) {
+void RandomJob(Random& random, void* h, int operations, bool text) {
   NibInitiate(h);
   NibStartPage(h);
   for (int i = 0; i < operations; ++i) {
+    // Jobs without text draw no number for it, so that their bytes stay.
+    if (text && random.Chance(25)) {
+      DrawRandomText(random, h);
+      continue;
+    }
     int what = random.Below(100);
     if (what < 40) {
       const _NibWorld2 from = Point(random);
@@ -272,7 +380,8 @@ struct Job {
   std::string bytes;
 };
 
-Job Run(const std::string& name, const _NibREG_DATA* list, std::uint64_t seed, int operations) {
+Job Run(const std::string& name, const _NibREG_DATA* list, std::uint64_t seed, int operations,
+        bool text = false) {
   Random random(seed);
   test::HandlePtr plotter(400, 277);
   test::TestDevice device;
@@ -283,12 +392,13 @@ Job Run(const std::string& name, const _NibREG_DATA* list, std::uint64_t seed, i
     device.BindWrite(plotter.get());
   }
   if (list != nullptr) NibSetPlotter2(plotter.get(), list);
-  RandomJob(random, plotter.get(), operations);
+  RandomJob(random, plotter.get(), operations, text);
   return {name, device.bytes};
 }
 
 std::vector<Job> Corpus() {
   std::vector<Job> jobs;
+  std::vector<Job> textJobs;
   const struct {
     const char* file;
     const char* model;
@@ -305,6 +415,11 @@ std::vector<Job> Corpus() {
     for (std::uint64_t seed = 1; seed <= 8; ++seed) {
       jobs.push_back(Run(std::string(model.file) + "/" + std::to_string(seed), list, seed, 120));
     }
+    // Text, after the jobs recorded before there was any.
+    for (std::uint64_t seed = 1; seed <= 4; ++seed) {
+      textJobs.push_back(
+          Run(std::string(model.file) + "/text" + std::to_string(seed), list, seed, 120, true));
+    }
     NibFreeRegistry2(list);
   }
   Random models(20261123);
@@ -314,6 +429,16 @@ std::vector<Job> Corpus() {
     for (std::uint64_t seed = 1; seed <= 3; ++seed) {
       jobs.push_back(Run("templates" + std::to_string(m) + "/" + std::to_string(seed), list.get(),
                          models.Next(), 60));
+    }
+  }
+  jobs.insert(jobs.end(), textJobs.begin(), textJobs.end());
+  Random textModels(20261124);
+  for (int m = 0; m < 16; ++m) {
+    const Values values = RandomTextModel(textModels);
+    test::ModelList list(values);
+    for (std::uint64_t seed = 1; seed <= 2; ++seed) {
+      jobs.push_back(Run("text" + std::to_string(m) + "/" + std::to_string(seed), list.get(),
+                         textModels.Next(), 60, true));
     }
   }
   return jobs;
