@@ -39,10 +39,9 @@ extern "C" KONIB_API int NibStartDigitize(void* handle) {
 extern "C" KONIB_API int NibEndDigitize(void* handle) {
   NibHandle* h = Working(handle);
   if (h == nullptr) return 0;
-  // With block output the end of digitizing goes out now: an application
-  // that frees the handle next would otherwise leave the device digitizing.
-  if (ExpandTemplate(h, h->text[kDigitizeEnd]) == 0) return 0;
-  return FlushOutput(h);
+  // No flush: with block output the end goes out at the next flush point of
+  // the job, as every other command does.
+  return ExpandTemplate(h, h->text[kDigitizeEnd]);
 }
 
 extern "C" KONIB_API int NibDigitizePen(void* handle, int pen) {

@@ -48,9 +48,9 @@
 // With a device bound through writeProc alone, the request of a pattern
 // would still wait in the output buffer while the library waits for the
 // reply; so before a pattern reads its first byte, waiting output is
-// flushed, and so it is at the end of NibEndDigitize, lest an application
-// that frees the handle next leave the device digitizing. A device bound
-// byte-wise has nothing waiting.
+// flushed. Digitize.End is not flushed: it waits for the job's next flush
+// point, as every other command does. A device bound byte-wise has nothing
+// waiting.
 //
 // Nothing here is shared between calls or handles: each number is read into
 // a buffer of its own call.

@@ -79,6 +79,30 @@ void InvokeReader(void* function, NibSpfuncCall* call, const void* data) {
   reading->marks |= word & (kMarkX | kMarkY);
 }
 
+// Where the plain decimal number at the head of `text` ends: an optional
+// sign, digits with an optional point, an optional exponent. A device's
+// reply holds nothing else, so hexadecimal, "inf" and "nan" read as the
+// number before them, which is none: 0.
+const char* DecimalEnd(const char* text, const char* end) {
+  const auto digits = [end](const char* p) {
+    while (p < end && *p >= '0' && *p <= '9') ++p;
+    return p;
+  };
+  const char* p = text;
+  if (p < end && (*p == '+' || *p == '-')) ++p;
+  const char* mantissa = p;
+  p = digits(p);
+  if (p < end && *p == '.') p = digits(p + 1);
+  if (p == mantissa || (p == mantissa + 1 && *mantissa == '.')) return text;
+  if (p < end && (*p == 'e' || *p == 'E')) {
+    const char* q = p + 1;
+    if (q < end && (*q == '+' || *q == '-')) ++q;
+    const char* exponent = digits(q);
+    if (exponent > q) p = exponent;
+  }
+  return p;
+}
+
 }  // namespace
 
 std::size_t ReadReplyNumber(NibHandle* h, const char* text, double* target, bool* delivered) {
@@ -115,7 +139,7 @@ std::size_t ReadReplyNumber(NibHandle* h, const char* text, double* target, bool
     }
   }
   if (!tooLong) {
-    *target = platform::ReadDouble(buffer, buffer + stored);
+    *target = platform::ReadDouble(buffer, DecimalEnd(buffer, buffer + stored));
     *delivered = true;
   }
   if (dropNext) {

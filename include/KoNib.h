@@ -424,14 +424,16 @@ KONIB_API int NibSetPlotterInfo(void* handle, unsigned long mask, const _NibInfo
 /* its terminator included; a device that sends more without the terminator */
 /* ends the handle as a read callback that returns 0 does. A number holds at */
 /* most 31 bytes, blanks in front of it not counted; a longer one is read up */
-/* to its terminator and counts as not delivered. With only a block output  */
-/* callback bound, waiting output is handed to it before a reply is read     */
-/* and at the end of NibEndDigitize.                                         */
+/* to its terminator and counts as not delivered. A number is read as a    */
+/* plain decimal: sign, digits, point, exponent; anything else reads as 0.   */
+/* With only a block output callback bound, waiting output is handed to it   */
+/* before a reply is read; Digitize.End waits for the job's next flush point */
+/* (the end of a page or of the job, NibHome) like any other command.        */
 
 /* Sends Digitize.Start. */
 KONIB_API int NibStartDigitize(void* handle);
 
-/* Sends Digitize.End and hands waiting output to the device. */
+/* Sends Digitize.End. */
 KONIB_API int NibEndDigitize(void* handle);
 
 /* Selects the digitizer's pen by index into the pen table, 0 to 16: sends
@@ -596,9 +598,9 @@ KONIB_API const char* NibGetGuideText(const _NibREG_DATA* list);
 KONIB_API void NibFreeGuideText(const char* text);
 
 /* The steps a user may choose, from the last value named `Step` (fields
- * behind field 0, as written, cut at 127 bytes; empty ones are passed
- * over), for a current `step`. `items` holds, in order: `step` itself when
- * it is neither a choice nor the default (field 0; 1 if empty), then the
+ * behind field 0, as written, cut at 127 bytes; an empty one is the step
+ * 0), for a current `step`. `items` holds, in order: `step` itself when
+ * it is neither a choice nor the default (field 0, read as atof does), then the
  * default when it is no choice, then the choices. Steps closer than
  * 2.2e-16 are the same; `current` is the position of `step`. Steps not
  * written by the model print as with "%lf" without trailing zeros ("0.025",
@@ -607,7 +609,7 @@ KONIB_API void NibFreeGuideText(const char* text);
 KONIB_API const _NibSTEPSIZE_INFO* NibGetStepSizeInfo(const _NibREG_DATA* list, double step);
 
 /* Extension `index`, from the last value `Extension.N` with N equal to it:
- * `selected` is field 0 (atoi; -1 when empty), `title` field 1, `items` the
+ * `selected` is field 0 (atoi; 0 when empty), `title` field 1, `items` the
  * names of the item pairs behind (each cut at 127 bytes; the last pair may
  * lack its template). NULL with fewer than two items, without such a value,
  * or when memory ran out. Free with NibFreeExtensionInfo. */

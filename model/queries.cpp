@@ -214,21 +214,21 @@ std::size_t FormatStep(double step, char* buffer) {
 bool SameStep(double a, double b) { return std::fabs(a - b) < kSameStep; }
 
 // One pass over the choices of a `Step` value: the fields behind field 0,
-// each cut to 127 bytes. Empty fields offer nothing and are passed over.
+// each cut to 127 bytes, an empty one included (it offers the step 0).
 template <typename Visit>
 void ForEachChoice(const char* text, Visit visit) {
   char buffer[kFieldBuffer];
   const char* p = CopyField(text, nullptr, 0);
   while (*p != '\0') {
     p = CopyField(p, buffer, sizeof buffer);
-    if (buffer[0] != '\0') visit(buffer);
+    visit(buffer);
   }
 }
 
 // Where the entries of a step list come from, and where the given step is.
 struct StepPlan {
   double given = 0;
-  double fallback = 1.0;  // the model's default step
+  double fallback = 0;  // the model's default step
   char givenText[kFormatStepSize] = {};
   char fallbackText[kFormatStepSize] = {};
   bool givenInFront = false;
@@ -243,7 +243,7 @@ StepPlan PlanSteps(const char* text, double given) {
   plan.given = given;
   char first[kFieldBuffer];
   CopyField(text, first, sizeof first);
-  if (first[0] != '\0') plan.fallback = platform::ReadDouble(first);
+  plan.fallback = platform::ReadDouble(first);
   int givenAt = -1;
   int fallbackAt = -1;
   ForEachChoice(text, [&](const char* choice) {
@@ -298,7 +298,7 @@ Block* TakeBlock(int count, std::size_t textBytes, char** texts) {
 // The shape of an `Extension.`N value: field 0 the default item, field 1
 // the title, then pairs of an item's name and its template.
 struct ExtensionShape {
-  int selected = -1;
+  int selected = 0;
   int items = 0;
   std::size_t bytes = 0;
 };
@@ -308,7 +308,7 @@ ExtensionShape ReadExtension(const char* text, Visit visit) {
   ExtensionShape shape;
   char buffer[kFieldBuffer];
   const char* p = CopyField(text, buffer, sizeof buffer);
-  if (buffer[0] != '\0') shape.selected = platform::ReadInt(buffer);
+  shape.selected = platform::ReadInt(buffer);
   if (*p == '\0') return shape;
   p = CopyField(p, buffer, sizeof buffer);
   shape.bytes += std::strlen(buffer) + 1;

@@ -110,8 +110,14 @@ struct TextWalk {
   const char* run;
   unsigned code;
   const _NibTextInfo* info;
-  bool insideFont;  // a font template is being walked
+  std::uint32_t fonts;  // font templates on the way here, a bit per slot
+  int* budget;          // font template walks left to the outermost walk
 };
+
+// How many font templates one text template may send, nested ones included.
+// A model sends a handful; a chain of templates that each name the next many
+// times over would otherwise multiply into an endless walk.
+constexpr int kFontWalkBudget = 256;
 
 // A font escape: the template it sends, chosen by a bit of `flags` (0: the
 // second always), and the test that lets it keep silent (null: never).
@@ -154,21 +160,24 @@ const FontEscape kFontEscapes[] = {
 
 int WalkText(NibHandle* h, const char* text, const TextWalk& walk);
 
-// Font templates do not nest: inside one, a font escape takes its two bytes
-// and sends nothing. A model whose Command.FontWidth holds \w0, or two font
-// templates that name each other, thus costs one walk per escape and no
-// more, where an unbounded descent would never end.
+// Font templates may send each other, but a template is not walked again
+// inside itself: there a font escape takes its two bytes and sends nothing.
+// So Command.FontWidth holding \w0, or two font templates that name each
+// other, stop after one round instead of descending for ever.
 std::size_t FontEscapeAction(NibHandle* h, const char* text, const void* data) {
   const auto* walk = static_cast<const TextWalk*>(data);
   for (const FontEscape& row : kFontEscapes) {
     if (platform::ToUpper(text[0]) != row.letter || text[1] != row.digit) continue;
-    if (walk->insideFont) return 2;
     const _NibTextInfo& now = *walk->info;
     if (row.unchanged != nullptr && (h->stateFlags & kTextValid) &&
         row.unchanged(now, h->lastTextInfo))
       return 2;
-    const TextWalk font{nullptr, nullptr, 0, walk->info, true};
-    WalkText(h, h->text[(now.flags & row.bit) != 0 ? row.whenSet : row.whenClear], font);
+    const int slot = (now.flags & row.bit) != 0 ? row.whenSet : row.whenClear;
+    const std::uint32_t bit = 1u << (slot - kCmdFontWidth);
+    if ((walk->fonts & bit) != 0 || *walk->budget <= 0) return 2;
+    --*walk->budget;
+    const TextWalk font{nullptr, nullptr, 0, walk->info, walk->fonts | bit, walk->budget};
+    WalkText(h, h->text[slot], font);
     return 2;
   }
   return 0;
@@ -371,7 +380,8 @@ double TextDegrees(const NibHandle* h, double angle) {
 
 int ExpandTextTemplate(NibHandle* h, const char* text, const _NibWorld2* position, const char* run,
                        unsigned code, const _NibTextInfo* info) {
-  const TextWalk walk{position, run, code, info, false};
+  int budget = kFontWalkBudget;
+  const TextWalk walk{position, run, code, info, 0, &budget};
   return WalkText(h, text, walk);
 }
 

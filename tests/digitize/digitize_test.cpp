@@ -84,6 +84,8 @@ TEST(DigitizePosition, PatternsPickNumbersOutOfTheReply) {
       {"x3 is no number here", "\\<\\x3\\x1,\\y1\\n>", "x31,2\r\n", "", {1, 2}, ""},
       {"blanks lead, letters spoil", "\\<\\x1,\\y1\\n>", "  12.5,X12\r\n", "", {12.5, 0}, ""},
       {"signs in odd places", "\\<\\x1,\\y1\\n>", "1-2,+-3\r\n", "", {1, 0}, ""},
+      {"plain decimals only", "\\<\\x1,\\y1\\n>", "0x10,inf\r\n", "", {0, 0}, ""},
+      {"nan is no number", "\\<\\x1,\\y1\\n>", "nan,-1.5e1x\r\n", "", {0, -15}, ""},
       {"bytes above 0x7F",
        "\\<\\x1,\\y1\\n>",
        "\xff"
@@ -229,7 +231,8 @@ TEST(DigitizePosition, DevicesThatDoNotAnswerEndTheHandle) {
   EXPECT_EQ(static_cast<NibHandle*>(bare.get())->failure, kDeviceFailure);
 }
 
-// A whole conversation: start, pen, two positions, pen up, end.
+// A whole conversation: start, pen, two positions, pen up, end, and the
+// job's end, the flush point that sends what digitizing left in the buffer.
 struct Session {
   int results = 0;  // one bit per operation that gave 1
   _NibWorld2 first = kBefore;
@@ -249,6 +252,7 @@ Session Converse(Digitizer& d) {
   step(NibDigitizePosition(d.get(), &s.second));
   step(NibDigitizePen(d.get(), 0));
   step(NibEndDigitize(d.get()));
+  step(NibTerminate(d.get()));
   return s;
 }
 
@@ -271,14 +275,15 @@ TEST(DigitizeSession, EveryFailingReadAndRefusedByteEndsItCleanly) {
   for (bool buffered : {false, true}) {
     std::unique_ptr<Digitizer> clean = NewConversation(buffered);
     Session ok = Converse(*clean);
-    ASSERT_EQ(ok.results, 0x3F);
+    ASSERT_EQ(ok.results, 0x7F);
     EXPECT_EQ(ok.first.x, 50);
     EXPECT_EQ(ok.first.y, 100);
     EXPECT_EQ(ok.second.x, -2.5);
     EXPECT_EQ(ok.second.y, 3.75);
     EXPECT_EQ(clean->device.heard, "IN;SP1;OD;OD;SP0;DC;");
     EXPECT_EQ(clean->device.reads, 21);
-    // Buffered: flushed before each reply is awaited, and at the end.
+    // Buffered: flushed before each reply is awaited, and at the job's end,
+    // not by the end of digitizing.
     EXPECT_EQ(clean->device.blocks,
               buffered ? (std::vector<std::uint32_t>{10, 3, 7}) : std::vector<std::uint32_t>{});
 
@@ -302,7 +307,7 @@ TEST(DigitizeSession, EveryFailingReadAndRefusedByteEndsItCleanly) {
       EXPECT_EQ(d->device.heard,
                 std::string("IN;SP1;OD;OD;SP0;DC;").substr(0, static_cast<std::size_t>(k)))
           << k;
-      EXPECT_EQ(s.results & 0x20, 0) << k;
+      EXPECT_EQ(s.results & 0x40, 0) << k;
       EXPECT_EQ(d->h()->failure, kDeviceFailure) << k;
     }
   }
@@ -407,8 +412,8 @@ TEST(BundledDigitizer, ReadsPointsInMillimetres) {
   NibFreeRegistry2(list);
   d.device.script = {{"DP;OD;", "4000,2000,1\r\n"}, {"DP;OD;", "-120,7999.5,0\r\n"}};
   Session s = Converse(d);
-  EXPECT_EQ(s.results, 0x3F);
-  EXPECT_EQ(d.device.heard, "IN;\r\nSP1;DP;OD;DP;OD;SP0;DC;\r\n");
+  EXPECT_EQ(s.results, 0x7F);
+  EXPECT_EQ(d.device.heard, "IN;\r\nSP1;DP;OD;DP;OD;SP0;DC;\r\nIN;\r\n");  // Command.Term last
   EXPECT_DOUBLE_EQ(s.first.x, 100);
   EXPECT_DOUBLE_EQ(s.first.y, 50);
   EXPECT_DOUBLE_EQ(s.second.x, -3);

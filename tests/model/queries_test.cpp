@@ -182,7 +182,7 @@ TEST(Queries, StepListOrder) {
       {"0.025,0.01,0.05", 1.0, "0:1|0.025|0.01|0.05"},
       {"0.1000,0.1000,.1", 0.1, "0:0.1000|.1"},  // written texts stay as they are
       {"0.1,0.20,0.2", 0.2, "1:0.1|0.20|0.2"},   // the first that is the step
-      {",0.5,,2", 1.0, "0:1|0.5|2"},             // empty fields: default 1, no choice
+      {",0.5,,2", 1.0, "0:1|0.5||2"},            // empty fields: default 0, a choice of 0
       {"2,3", std::numeric_limits<double>::quiet_NaN(), "0:nan|2|3"},
       {"2", -std::numeric_limits<double>::infinity(), "0:-inf|2"},
       {"2", 1e20, "0:100000000000000000000|2"},
@@ -210,7 +210,7 @@ TEST(Queries, ExtensionItems) {
       {"0,Speed,Slow,VS10;", 2, "null"},
       {"0,Speed", 2, "null"},
       {"", 2, "null"},
-      {",T,A,\\[m.f,1,2],B,b", 2, "-1 T:A|B"},  // no default item; a call is one field
+      {",T,A,\\[m.f,1,2],B,b", 2, "0 T:A|B"},   // empty default item: 0; a call is one field
       {"3,Mode,A,a,,b,C", 2, "3 Mode:A||C"},    // an empty name keeps its place
       {"1,Speed,Slow,VS10;,Fast,VS40;", 3, "null"},
   };

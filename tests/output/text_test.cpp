@@ -238,12 +238,30 @@ TEST(TextEscapes, FontEscapesOutsideCommandTextAlwaysSend) {
   EXPECT_EQ(Draw(m, "A"), "W;A");
 }
 
-// A font template that names itself or another is walked once per escape.
-TEST(TextEscapes, FontTemplateCyclesEndAtOneLevel) {
-  ModelHandle m{{"Command.FontWidth", "W\\w0\\h0\\w0\\w2;"},
-                {"Command.FontHeight", "H\\w0;"},
-                {"Command.TextChar", "\\w0\\h0\\c8"}};
-  EXPECT_EQ(Draw(m, "A"), "W3.00;H;A");
+// Font templates send each other, but none is walked again inside itself,
+// and one text template sends at most 256 of them, however they fan out.
+TEST(TextEscapes, FontTemplatesNestWithoutCyclesOrBlowUp) {
+  ModelHandle nested{{"Command.Text", "\\w0"},
+                     {"Command.FontWidth", "W\\i1"},
+                     {"Command.FontItalicOn", "I"},
+                     {"Command.TextChar", "\\c8"}};
+  EXPECT_EQ(Draw(nested, "A"), "WIA");
+  ModelHandle cycle{{"Command.FontWidth", "W\\w0\\h0\\w0\\w2;"},
+                    {"Command.FontHeight", "H\\w0;"},
+                    {"Command.TextChar", "\\w0\\h0\\c8"}};
+  EXPECT_EQ(Draw(cycle, "A"), "WH;3.00;HW3.00;;A");
+  // Four levels of fifty: 6.25 million leaves unbounded. Depth first, the
+  // 256 walks are 3 levels, 5 italic walks and 248 leaves.
+  const auto fifty = [](const char* escape) {
+    std::string s;
+    for (int i = 0; i < 50; ++i) s += escape;
+    return s;
+  };
+  const std::string w = fifty("\\h0"), h = fifty("\\s0"), a = fifty("\\i1"), i = fifty("\\b1");
+  ModelHandle fan{{"Command.FontWidth", w.c_str()},  {"Command.FontHeight", h.c_str()},
+                  {"Command.FontAngle", a.c_str()},  {"Command.FontItalicOn", i.c_str()},
+                  {"Command.FontBoldOff", "x"},      {"Command.TextChar", "\\w0\\c8"}};
+  EXPECT_EQ(Draw(fan, "A"), std::string(248, 'x') + "A");
 }
 
 // Extension functions get copies: the position, the run or the code, and

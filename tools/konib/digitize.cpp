@@ -28,6 +28,10 @@ int Write(void* cookie, const char* data, uint32_t length) {
   return done == length;
 }
 
+// One byte at a time, for the closing handle: its Digitize.End must go out
+// before the handle is freed, which drops waiting output.
+int Put(void* cookie, const char* one) { return Write(cookie, one, 1); }
+
 // Waits for the digitizer as long as it takes; Ctrl-C ends the wait, and
 // with it the handle.
 int Read(void* cookie, char* byte) {
@@ -100,6 +104,8 @@ int Digitize(const DigitizeOptions& o) {
   void* end = NibGetHandle(&size);
   NibSetPlotter2(end, model.list);
   procs.cookie = &closing;
+  procs.write = nullptr;
+  procs.put = Put;
   NibSetDeviceProc(end, &procs);
   NibEndDigitize(end);
   NibFreeHandle(end);
