@@ -145,7 +145,8 @@ class EntryArray {
   // A fresh zeroed entry, or null when the array could not grow.
   Entry* Add() {
     if (count_ == room_) {
-      void* grown = platform::ResizeBlock(items_, (room_ + 10) * sizeof(Entry));
+      void* grown =
+          platform::ResizeBlock(items_, static_cast<std::size_t>(room_ + 10) * sizeof(Entry));
       if (grown == nullptr) return nullptr;
       items_ = static_cast<Entry*>(grown);
       room_ += 10;
