@@ -1,35 +1,30 @@
 // Drawing speed through a small HP-GL-like model into a counting device.
 // Reports lines (or circles) per second, output bytes per second, and the
 // allocations made while drawing, which must be none.
-#include <benchmark/benchmark.h>
-
 #include <KoNib.h>
+#include <benchmark/benchmark.h>
 
 #include <cstdint>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "bench/counting_device.h"
 #include "platform/memory.h"
 
 namespace {
-
-struct Counter {
-  std::uint64_t bytes = 0;
-};
-
-int Count(void* cookie, const char*, uint32_t length) {
-  static_cast<Counter*>(cookie)->bytes += length;
-  return 1;
-}
 
 void Take(void* plotter, const char* name, const char* value) {
   NibKeyId id = NibKeyStep;
   const struct {
     const char* name;
     NibKeyId id;
-  } keys[] = {{"Step", NibKeyStep},           {"Decimal", NibKeyDecimal},     {"Command.Pen", NibKeyCommandPen},
-              {"Command.Move", NibKeyCommandMove}, {"Command.Line", NibKeyCommandLine}, {"Ctrl.DrawArc", NibKeyCtrlDrawArc},
+  } keys[] = {{"Step", NibKeyStep},
+              {"Decimal", NibKeyDecimal},
+              {"Command.Pen", NibKeyCommandPen},
+              {"Command.Move", NibKeyCommandMove},
+              {"Command.Line", NibKeyCommandLine},
+              {"Ctrl.DrawArc", NibKeyCtrlDrawArc},
               {"Command.Style", NibKeyCommandStyle}};
   for (const auto& key : keys) {
     if (std::string(key.name) == name) id = key.id;
@@ -71,8 +66,10 @@ std::vector<_NibWorld4> RandomLines() {
 }
 
 void Report(benchmark::State& state, const Counter& counter, unsigned long allocations) {
-  state.counters["lines/s"] = benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
-  state.counters["bytes/s"] = benchmark::Counter(static_cast<double>(counter.bytes), benchmark::Counter::kIsRate);
+  state.counters["lines/s"] =
+      benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+  state.counters["bytes/s"] =
+      benchmark::Counter(static_cast<double>(counter.bytes), benchmark::Counter::kIsRate);
   state.counters["allocs"] = static_cast<double>(allocations);
 }
 

@@ -11,6 +11,7 @@
 #include <iterator>
 #include <string>
 
+#include "bench/counting_device.h"
 #include "platform/memory.h"
 
 #ifndef KONIB_SOURCE_DIR
@@ -18,15 +19,6 @@
 #endif
 
 namespace {
-
-struct Counter {
-  std::uint64_t bytes = 0;
-};
-
-int Count(void* cookie, const char*, uint32_t length) {
-  static_cast<Counter*>(cookie)->bytes += length;
-  return 1;
-}
 
 void* Plotter(Counter* counter) {
   std::ifstream in(std::string(KONIB_SOURCE_DIR) + "/models/hpgl.ini", std::ios::binary);

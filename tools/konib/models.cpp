@@ -29,6 +29,14 @@ bool Open(const std::string& folder, Store* store) {
 
 const char* YesNo(int value) { return value != 0 ? "yes" : "no"; }
 
+// The model's list from the store, or null with a message.
+_NibREG_DATA* LoadStored(const Store& store, const std::string& folder, const std::string& name) {
+  _NibREG_DATA* list = NibGetRegistry(store.root, kStorePath, name.c_str());
+  if (list == nullptr)
+    std::fprintf(stderr, "konib: no model \"%s\" in %s\n", name.c_str(), folder.c_str());
+  return list;
+}
+
 }  // namespace
 
 std::string StoreFolder(const std::string& given) {
@@ -50,11 +58,8 @@ int ModelsList(const std::string& folder) {
 int ModelsShow(const std::string& folder, const std::string& name) {
   Store store(folder);
   if (!Open(folder, &store)) return kDeviceError;
-  _NibREG_DATA* list = NibGetRegistry(store.root, kStorePath, name.c_str());
-  if (list == nullptr) {
-    std::fprintf(stderr, "konib: no model \"%s\" in %s\n", name.c_str(), folder.c_str());
-    return kBadInput;
-  }
+  _NibREG_DATA* list = LoadStored(store, folder, name);
+  if (list == nullptr) return kBadInput;
   _NibInfo defaults{};
   NibGetDefaultInfo(list, &defaults);
   std::printf("Model: %s\n", name.c_str());
@@ -145,11 +150,8 @@ int ModelsInstall(const std::string& folder, const std::string& path,
 int ModelsRemove(const std::string& folder, const std::string& name) {
   Store store(folder);
   if (!Open(folder, &store)) return kDeviceError;
-  _NibREG_DATA* list = NibGetRegistry(store.root, kStorePath, name.c_str());
-  if (list == nullptr) {
-    std::fprintf(stderr, "konib: no model \"%s\" in %s\n", name.c_str(), folder.c_str());
-    return kBadInput;
-  }
+  _NibREG_DATA* list = LoadStored(store, folder, name);
+  if (list == nullptr) return kBadInput;
   NibFreeRegistry(list);
   NibDeleteRegistry(store.root, kStorePath, name.c_str());
   std::printf("removed %s\n", name.c_str());
