@@ -7,7 +7,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <initializer_list>
 
 namespace {
 
@@ -27,15 +26,17 @@ void DrawSheet(void* h) {
   const _NibWorld2 centre{150, 120};
   const _NibWorld2 arc{0.5, 4.0};
   const _NibWorld2 dot{30, 40};
+  // Each pen draws in one style: solid, dashed, dash-dotted. Every pen and
+  // every style is walked, at a third of the cost of all their pairs, so the
+  // fuzzer tries three times as many models in the same time.
+  const int styles[] = {0, 2, 7, 0};
   for (int pen = 0; pen <= 3; ++pen) {
     NibSetPen(h, pen);
-    for (int style : {0, 2, 7}) {
-      NibSetStyle(h, style);
-      for (const _NibWorld4& line : lines) NibDrawLine(h, &line);
-      NibDrawArc(h, &centre, 40, nullptr);
-      NibDrawArc(h, &centre, 300, &arc);
-      NibDrawDot(h, &dot);
-    }
+    NibSetStyle(h, styles[pen]);
+    for (const _NibWorld4& line : lines) NibDrawLine(h, &line);
+    NibDrawArc(h, &centre, 40, nullptr);
+    NibDrawArc(h, &centre, 300, &arc);
+    NibDrawDot(h, &dot);
   }
 }
 
