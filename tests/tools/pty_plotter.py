@@ -54,7 +54,7 @@ def plot(konib, drawing, flow, interrupt=False):
     lost = xoffs = 0
     paused = interrupted = False
     paused_at = 0.0
-    last = time.monotonic()
+    last = heard_at = time.monotonic()
     deadline = last + 60
     while time.monotonic() < deadline:
         ready, _, _ = select.select([port_master, err_master], [], [], 0.001)
@@ -87,7 +87,12 @@ def plot(konib, drawing, flow, interrupt=False):
         elif paused and buffer <= LOW and not interrupt:
             os.write(port_master, XON)
             paused = False
-        if child.poll() is not None and port_master not in ready:
+        if port_master in ready:
+            heard_at = now
+        # The pseudo-terminal hands bytes on a little later than konib wrote
+        # them, later still on a busy machine: after konib has ended, wait
+        # for half a second of silence before taking the plot as complete.
+        if child.poll() is not None and now - heard_at > 0.5:
             break
     else:
         child.kill()
