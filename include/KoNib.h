@@ -211,7 +211,28 @@ typedef enum NibKeyId {
 /* Creates a handle for a device whose plotting area is `size` (plot units;
  * must not be NULL). The window, the view, the paper and the clip rectangle
  * all start as that size. Returns NULL if memory ran out. No device is
- * touched and no callback is bound. */
+ * touched and no callback is bound.
+ *
+ * A plot unit is whatever the model's Step is counted in: a device
+ * coordinate is printed as plot units divided by the step. With Step=0.025
+ * for a device that counts in 0.025 mm, a plot unit is a millimetre.
+ *
+ * What a new handle holds until a model or the settings say otherwise:
+ *   - The pen table maps pen index 0 to device pen 1, 1 to 2, 2 to 3, 3 to
+ *     4, and 4 to 16 to device pen 1, each with one stroke. A model normally
+ *     sets PenLayout, whose first field is for index 0 (PenLayout=0,1,2
+ *     makes index i device pen i).
+ *   - Step 1 and Decimal 2: a coordinate goes out as plot units with two
+ *     decimals.
+ *   - Style pitches 2, 10, 10, 20, 50, 100, 20, 50, 100 plot units for
+ *     styles 1 to 9 (StylePitch sets them; style 0 is solid).
+ *   - Curves: the device draws solid circles and arcs up to a radius of 150
+ *     plot units itself, with Command.Circle and Command.Arc; larger ones go
+ *     as chords. A model whose device has no circle command must say
+ *     Ctrl.DrawArc=0 (always chords), or such curves send nothing.
+ *   - Clipping is to `size`, for the handle's whole life: neither the
+ *     model's paper nor a paper chosen later moves it. To clip to a paper,
+ *     make the handle with that paper's size (NibGetPaperInfo tells it). */
 KONIB_API void* NibGetHandle(const _NibWorld2* size);
 
 /* Ends a handle and releases all it owns, in any state. Bytes still waiting
@@ -474,7 +495,12 @@ KONIB_API int NibDigitizeKey(void* handle, char* text, int* length);
  * the command values first, unless a machine value has the same name
  * (without regard to case), then all machine values. Returns one block that
  * the caller gives back with NibFreeRegistry2, or NULL when a section is
- * missing or holds no value line, or memory ran out. */
+ * missing or holds no value line, or memory ran out.
+ * Lines must end in CR LF: a lone LF ends no line. A text whose lines all
+ * end in LF is one line, so its section is never found and the result is
+ * NULL; after a head that ends in CR LF, lines that end in LF alone run
+ * into one value. Keep model files byte for byte (no line-end conversion on
+ * checkout or in an editor). */
 KONIB_API _NibREG_DATA* NibGetRegistry2(const void* modelText, unsigned long modelSize, const void* commandText,
                                         unsigned long commandSize, const char* model);
 

@@ -2,6 +2,7 @@
 // a handle, and drives a short job whose bytes are checked.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -72,6 +73,41 @@ TEST(BundledModels, SvgVirtualPlotter) {
   EXPECT_NE(svg.find("<g stroke=\"black\">\r\n<line x1=\"100.0\" y1=\"2570.0\" x2=\"400.0\" y2=\"2570.0\"/>"),
             std::string::npos);
   EXPECT_EQ(Tail(svg, 18), "</g></g>\r\n</svg>\r\n");
+}
+
+// A solid circle of radius 10 (far below the default arc limit of 150)
+// must reach the paper through every bundled model: as the device's own
+// circle where the model has one, as chords where Ctrl.DrawArc is 0. A
+// model with neither would send nothing for it. A dot first selects the
+// pen, so the bytes compared are the circle's alone.
+TEST(BundledModels, EverySolidCircleReachesThePaper) {
+  const struct {
+    const char* file;
+    const char* section;
+    const char* start;  // the circle's first bytes
+    std::size_t least;  // and at least this many in all
+  } cases[] = {
+      {"hpgl.ini", "HP-GL A3 Pen Plotter", "PU4000,4000;CI400;", 18},
+      {"hpgl2.ini", "HP-GL/2 A1 Roll Plotter", "PU4000,4000;CI400;", 18},
+      {"dxygl.ini", "DXY-GL A3 Pen Plotter", "C1000,1000,100,0,360\r\n", 22},
+      {"svg.ini", "SVG Virtual Plotter", "<line x1=\"1100.0\" y1=\"1770.0\"", 300 * 50},
+      {"digitizer.ini", "HP-GL Digitizing Plotter", "PU4400,4000;PD4400,4008;", 300 * 10},
+  };
+  for (const auto& c : cases) {
+    std::string text = ReadModelFile(c.file);
+    _NibREG_DATA* list = NibGetRegistry2(text.data(), Size(text), nullptr, 0, c.section);
+    test::HandlePtr plotter(400, 277);
+    test::TestDevice device;
+    device.BindPut(plotter.get());
+    EXPECT_EQ(NibSetPlotter2(plotter.get(), list), 1) << c.file;
+    NibFreeRegistry2(list);
+    const _NibWorld2 dot{100, 100};
+    EXPECT_EQ(NibDrawDot(plotter.get(), &dot), 1);
+    device.bytes.clear();
+    EXPECT_EQ(NibDrawArc(plotter.get(), &dot, 10, nullptr), 1);
+    EXPECT_EQ(device.bytes.substr(0, std::strlen(c.start)), c.start) << c.file;
+    EXPECT_GE(device.bytes.size(), c.least) << c.file;
+  }
 }
 
 // Each model letters a label: "A<1" at (10, 50), 4 high, pitch 3, at 90

@@ -1,8 +1,10 @@
 # Installs the build into an empty prefix and builds a small program against
-# the installed package twice, with find_package(KoNib) and with pkg-config;
-# both must run and draw their line. The installed konib must find its
-# library and its models.
+# the installed package three times: with find_package(KoNib), with
+# pkg-config and with a plain compiler line. Each must run and draw its line
+# with no LD_LIBRARY_PATH, so the installed library must find its sibling
+# beside it. The installed konib must find its library and its models.
 file(REMOVE_RECURSE ${PREFIX})
+unset(ENV{LD_LIBRARY_PATH})
 function(run)
   execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
   if(NOT result EQUAL 0)
@@ -13,7 +15,8 @@ endfunction()
 
 run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${PREFIX})
 foreach(file include/KoNib.h lib/cmake/KoNib/KoNibConfig.cmake lib/pkgconfig/KoNib.pc bin/konib
-             share/konib/models/hpgl.ini share/konib/models/svg.ini share/konib/sample.svg)
+             share/konib/models/hpgl.ini share/konib/models/hpgl2.ini share/konib/models/dxygl.ini
+             share/konib/models/svg.ini share/konib/models/digitizer.ini share/konib/sample.svg)
   if(NOT EXISTS ${PREFIX}/${file})
     message(FATAL_ERROR "not installed: ${file}")
   endif()
@@ -40,10 +43,18 @@ if(NOT output MATCHES "^${expected}\n$")
   message(FATAL_ERROR "the pkg-config consumer drew \"${output}\", not \"${expected}\"")
 endif()
 
+# With a plain compiler line, as the README gives it.
+run(${COMPILER} ${CONSUMER}/consumer.c -o ${PREFIX}/consumer-plain -I${PREFIX}/include -L${PREFIX}/lib -lKoNib
+    -Wl,-rpath,${PREFIX}/lib)
+run(${PREFIX}/consumer-plain)
+if(NOT output MATCHES "^${expected}\n$")
+  message(FATAL_ERROR "the plain consumer drew \"${output}\", not \"${expected}\"")
+endif()
+
 # The installed konib, with its installed models and sample.
 run(${PREFIX}/bin/konib plot ${PREFIX}/share/konib/sample.svg --model hpgl -o ${PREFIX}/sample.hpgl)
 file(READ ${PREFIX}/sample.hpgl plotted LIMIT 11 HEX)
 if(NOT plotted STREQUAL "494e3b44463b50413b0d0a")  # IN;DF;PA; CR LF
   message(FATAL_ERROR "the installed konib plotted \"${plotted}\"")
 endif()
-message(STATUS "installed, and built against with CMake and pkg-config")
+message(STATUS "installed, and built against with CMake, pkg-config and a plain compiler line")
