@@ -15,7 +15,22 @@ BUNDLED = {
     "hpgl2.ini": [r"^  NibInitiate +\\\$1B%0BIN;\\n$", r"^  pen 2, dot \(250,20\) +SP2;PW0\.5;\\nPU9998,800;PD10002,800;$"],
     "dxygl.ini": [r"^  style 0, circle \(200,100\) r 30 +C2000,1000,300,0,360\\n$"],
     "svg.ini": [r"^  NibTerminate +</svg>\\n$", r"^  .*\.\.\. \(\d+ bytes\)$"],
+    "digitizer.ini": [],
 }
+
+# Models whose curves would vanish: a limit that hands circles or arcs to a
+# command the model lacks. Each text, with the findings it must get.
+CURVES = [
+    ("[Lines]\r\nCommand.Line=L\r\nCommand.Arc=A\r\n",
+     [":1: [Lines] Ctrl.DrawArc: not given: solid circles up to a radius of 150 go to Command.Circle, which the "
+      "model does not have, so nothing is sent for them (Ctrl.DrawArc=0 draws chords)"]),
+    ("[Lines]\r\nCtrl.DrawArc=-1\r\nCommand.Line=L\r\nCommand.Circle=C\r\n",
+     [":2: [Lines] Ctrl.DrawArc: every solid arc goes to Command.Arc, which the model does not have, so nothing "
+      "is sent for it (Ctrl.DrawArc=0 draws chords)"]),
+    ("[Lines]\r\nCtrl.DrawArc=0\r\nCommand.Line=L\r\n", []),
+    ("[Digitizer]\r\nDigitize.Position=DP;\r\n", []),
+]
+
 
 BAD_FINDINGS = [
     ':18: 1 line(s) end in LF alone; the library reads only CR LF line ends',
@@ -55,6 +70,15 @@ def main():
     code, lines, err = check(konib, bad, "No Such Model")
     if code != 1 or "no section [No Such Model]" not in err:
         failures.append(f"a missing section: exit {code}, {err}")
+    for text, wanted in CURVES:
+        curves = os.path.join(os.environ.get("TMPDIR", "/tmp"), f"konib-curves-{os.getpid()}.ini")
+        with open(curves, "wb") as f:
+            f.write(text.encode("ascii"))
+        code, lines, err = check(konib, curves)
+        os.remove(curves)
+        findings = [line[len(curves):] for line in lines if line.startswith(curves + ":")]
+        if findings != wanted or code != (1 if wanted else 0):
+            failures.append(f"{text!r}: exit {code}, findings:\n" + "\n".join(findings))
     if failures:
         sys.exit("\n".join(failures))
     print("all models checked as expected")

@@ -299,6 +299,44 @@ void SampleJob(const ModelFile& file, const std::string& section) {
   NibFreeRegistry2(list);
 }
 
+// A solid curve within Ctrl.DrawArc's radius goes to the device's own
+// circle or arc command; a model that draws lines but lacks one of them
+// would send nothing for such curves.
+void CheckCurves(const ModelSection& machine, const ModelSection* commands, Problems* problems) {
+  auto find = [&](const char* name) {
+    const ModelValue* v = machine.Find(name);
+    return v != nullptr || commands == nullptr ? v : commands->Find(name);
+  };
+  if (find("Command.Line") == nullptr) return;
+  const ModelValue* limit = find("Ctrl.DrawArc");
+  double radius = 150;  // the library's limit when the model gives none
+  if (limit != nullptr) {
+    const std::vector<std::string> fields = SplitFields(limit->value);
+    radius = fields.empty() ? 0 : std::atof(fields[0].c_str());
+  }
+  if (radius == 0) return;
+  const struct {
+    const char* command;
+    const char* curve;
+  } curves[] = {{"Command.Circle", "circle"}, {"Command.Arc", "arc"}};
+  const ModelValue absent{"Ctrl.DrawArc", "", machine.line};
+  for (const auto& c : curves) {
+    if (find(c.command) != nullptr) continue;
+    char message[256];
+    if (radius < 0)
+      std::snprintf(message, sizeof message,
+                    "every solid %s goes to %s, which the model does not have, so nothing is sent for it "
+                    "(Ctrl.DrawArc=0 draws chords)",
+                    c.curve, c.command);
+    else
+      std::snprintf(message, sizeof message,
+                    "%ssolid %ss up to a radius of %g go to %s, which the model does not have, so nothing "
+                    "is sent for them (Ctrl.DrawArc=0 draws chords)",
+                    limit == nullptr ? "not given: " : "", c.curve, radius, c.command);
+    problems->Report(limit == nullptr ? absent : *limit, machine.name, message);
+  }
+}
+
 // Every value of a model: its machine section and its command set.
 void CheckModel(const ModelFile& file, const ModelSection& machine, Problems* problems) {
   std::vector<std::pair<const ModelSection*, const ModelValue*>> values;
@@ -406,6 +444,7 @@ void CheckModel(const ModelFile& file, const ModelSection& machine, Problems* pr
       }
     }
   }
+  CheckCurves(machine, commands, problems);
 }
 
 std::size_t Distance(const std::string& a, const std::string& b) {
