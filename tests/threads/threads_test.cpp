@@ -29,7 +29,7 @@ namespace konib {
 namespace {
 
 constexpr int kThreads = 4;
-constexpr int kRounds = 200;
+constexpr int kRounds = 150;
 // Writers to the one store wait for each other, so only every few rounds
 // go through it.
 constexpr int kStoreEvery = 8;
