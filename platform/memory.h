@@ -28,11 +28,14 @@ void FreeBlock(void* block);
 
 // Test and benchmark support. Not part of the library's behaviour.
 //
-// FailAllocationAt(n): the n-th allocation or growth from now fails (1 is the
-// next one); 0 switches failure off. The switch is process-wide and not
-// thread-safe: only single-threaded tests use it.
+// Both the switch and the count belong to the calling thread: a thread that
+// sweeps failures through its own handle never makes another thread's
+// allocation fail, and two threads allocating at once share nothing.
+//
+// FailAllocationAt(n): the n-th allocation or growth of this thread from now
+// fails (1 is the next one); 0 switches failure off.
 void FailAllocationAt(unsigned long n);
-// Number of allocations and growths made since the process started.
+// Number of allocations and growths this thread has made since it started.
 unsigned long AllocationCount();
 
 namespace detail {

@@ -23,6 +23,11 @@ std::string Num(double value) {
   return std::string(buffer, result.ptr);
 }
 
+std::string Attributes(const _NibTextInfo* info) {
+  return "f" + std::to_string(info->flags) + " w" + Num(info->width) + " h" + Num(info->height) + " p" +
+         Num(info->pitch) + " a" + Num(info->angle);
+}
+
 }  // namespace
 
 extern "C" {
@@ -106,11 +111,6 @@ int Sweep(NibSpfuncCall* call, const _NibWorld2* centre, double radius, const _N
 // Text commands: Command.Text hands over the run's place, the run and the
 // attributes; an Init or a body the character's place and code; a font
 // template the attributes alone.
-std::string Attributes(const _NibTextInfo* info) {
-  return "f" + std::to_string(info->flags) + " w" + Num(info->width) + " h" + Num(info->height) + " p" +
-         Num(info->pitch) + " a" + Num(info->angle);
-}
-
 int TextRun(NibSpfuncCall* call, const _NibWorld2* at, const char* run, const _NibTextInfo* info) {
   Send(call, "(" + Num(at->x) + "," + Num(at->y) + " '" + run + "' " + Attributes(info) + ")");
   return 1;

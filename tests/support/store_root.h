@@ -23,6 +23,10 @@ class StoreRoot {
   const std::string& folder() const { return folder_; }
   // Writes `text` as the file `name` in the test's folder; its full path.
   std::string WriteFile(const std::string& name, const std::string& text) const;
+  // Another root on the same store, for a second thread or object; closed
+  // with CloseAgain.
+  HKEY OpenAgain() const;
+  static void CloseAgain(HKEY root);
 
  private:
   HKEY root_ = nullptr;

@@ -26,4 +26,8 @@ StoreRoot::~StoreRoot() {
   std::filesystem::remove_all(folder_, ignored);
 }
 
+HKEY StoreRoot::OpenAgain() const { return NibOpenRegistryDirectory((folder_ + "root").c_str()); }
+
+void StoreRoot::CloseAgain(HKEY root) { NibCloseRegistryDirectory(root); }
+
 }  // namespace konib::test

@@ -47,4 +47,13 @@ StoreRoot::~StoreRoot() {
   std::filesystem::remove_all(folder_, ignored);
 }
 
+HKEY StoreRoot::OpenAgain() const {
+  HKEY root = nullptr;
+  return RegOpenKeyA(HKEY_CURRENT_USER, key_.c_str(), &root) == ERROR_SUCCESS ? root : nullptr;
+}
+
+void StoreRoot::CloseAgain(HKEY root) {
+  if (root != nullptr) RegCloseKey(root);
+}
+
 }  // namespace konib::test
