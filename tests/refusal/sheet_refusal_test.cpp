@@ -215,8 +215,11 @@ TEST_P(SheetRefusal, EveryRefusalEndsTheJobCleanly) {
   ASSERT_FALSE(::testing::Test::HasFailure());
 
   const long length = path == Path::kPut ? full.puts : full.writes;
+  const std::vector<long> ns = Sample(length);
+  RecordProperty("length", std::to_string(length));
+  RecordProperty("runs", std::to_string(ns.size()));
   int faults = 0;
-  for (long n : Sample(length)) {
+  for (long n : ns) {
     RefusingDevice device;
     device.reference = &full;
     device.refuseAt = n - 1;
