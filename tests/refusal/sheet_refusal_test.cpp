@@ -68,7 +68,7 @@ struct RefusingDevice {
     }
     if ((*count)++ != refuseAt) return true;
     refused = true;
-    refusedDuring = job->Calls();
+    refusedDuring = job != nullptr ? job->Calls() : -2;  // -2: before the job
     return false;
   }
   void Differs(long at) {
