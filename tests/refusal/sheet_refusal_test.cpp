@@ -177,7 +177,8 @@ std::string Problem(const RefusingDevice& device, const Outcome& job, Path path,
   std::size_t expected = static_cast<std::size_t>(n - 1);
   if (path == Path::kWrite) {
     expected = 0;
-    for (long block = 0; block < n - 1; ++block) expected += full.blocks[block];
+    for (std::size_t block = 0; block + 1 < static_cast<std::size_t>(n); ++block)
+      expected += full.blocks[block];
   }
   if (device.received != expected) {
     return "accepted " + std::to_string(device.received) + " bytes, not " +
