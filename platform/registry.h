@@ -47,6 +47,8 @@ constexpr long kNoMoreItems = 259;   // the enumeration is over
 constexpr long kStoreFailed = 1009;  // the database refused (locked for too long, disk full)
 
 constexpr int kBusyTimeoutMs = 10000;
+// How long an opener sleeps before it tries again to set up a new store.
+constexpr int kSetupRetryMs = 10;
 
 // Opens the key `subkey` below `parent`; an empty or null `subkey` opens
 // `parent` anew. The key is closed with CloseKey.

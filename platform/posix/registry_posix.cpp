@@ -397,13 +397,24 @@ bool OpenDatabase(Store* store, const char* file) {
   // The log is folded into the database by the writers as it grows, not by
   // each process that closes its root: opening and closing stay cheap.
   sqlite3_db_config(store->db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
-  if (sqlite3_exec(store->db, "PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL;", nullptr,
-                   nullptr, nullptr) != SQLITE_OK) {
-    return false;
-  }
-  if (!HasSchema(store->db) &&
-      sqlite3_exec(store->db, kSchema, nullptr, nullptr, nullptr) != SQLITE_OK) {
-    return false;
+  // Several processes may open a new store at once. Turning the log on and
+  // laying the tables take locks that SQLite does not wait for while the
+  // connection reads (waiting could deadlock), so those steps are tried
+  // again, up to the busy timeout.
+  for (int waited = 0;; waited += kSetupRetryMs) {
+    int rc = sqlite3_exec(store->db, "PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL;", nullptr,
+                          nullptr, nullptr);
+    if (rc == SQLITE_OK && !HasSchema(store->db)) {
+      rc = sqlite3_exec(store->db, kSchema, nullptr, nullptr, nullptr);
+    }
+    if (rc == SQLITE_OK) break;
+    if (!sqlite3_get_autocommit(store->db)) {
+      sqlite3_exec(store->db, "ROLLBACK", nullptr, nullptr, nullptr);
+    }
+    if (((rc & 0xFF) != SQLITE_BUSY && (rc & 0xFF) != SQLITE_LOCKED) || waited >= kBusyTimeoutMs) {
+      return false;
+    }
+    sqlite3_sleep(kSetupRetryMs);
   }
   for (int i = 0; i < kStatementCount; ++i) {
     if (sqlite3_prepare_v3(store->db, kStatementText[i], -1, SQLITE_PREPARE_PERSISTENT,
