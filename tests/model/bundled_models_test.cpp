@@ -26,17 +26,22 @@ std::string ReadModelFile(const char* name) {
 
 std::string Tail(const std::string& bytes, std::size_t n) { return bytes.substr(bytes.size() - n); }
 
-// A short job: a line, a circle, an arc, home.
-std::string Job(const char* file, const char* section) {
+// Takes bundled model `section` of `file` into `plotter`.
+void TakeModel(void* plotter, const char* file, const char* section) {
   std::string text = ReadModelFile(file);
   EXPECT_FALSE(text.empty()) << file;
   _NibREG_DATA* list = NibGetRegistry2(text.data(), Size(text), nullptr, 0, section);
   EXPECT_NE(list, nullptr) << section;
+  EXPECT_EQ(NibSetPlotter2(plotter, list), 1) << section;
+  NibFreeRegistry2(list);
+}
+
+// A short job: a line, a circle, an arc, home.
+std::string Job(const char* file, const char* section) {
   test::HandlePtr plotter(400, 277);
   test::TestDevice device;
   device.BindWrite(plotter.get());
-  EXPECT_EQ(NibSetPlotter2(plotter.get(), list), 1);
-  NibFreeRegistry2(list);
+  TakeModel(plotter.get(), file, section);
   void* p = plotter.get();
   _NibWorld4 line{{10, 20}, {30, 0}};
   _NibWorld2 centre{100, 100};
@@ -94,13 +99,10 @@ TEST(BundledModels, EverySolidCircleReachesThePaper) {
       {"digitizer.ini", "HP-GL Digitizing Plotter", "PU4400,4000;PD4400,4008;", 300 * 10},
   };
   for (const auto& c : cases) {
-    std::string text = ReadModelFile(c.file);
-    _NibREG_DATA* list = NibGetRegistry2(text.data(), Size(text), nullptr, 0, c.section);
     test::HandlePtr plotter(400, 277);
     test::TestDevice device;
     device.BindPut(plotter.get());
-    EXPECT_EQ(NibSetPlotter2(plotter.get(), list), 1) << c.file;
-    NibFreeRegistry2(list);
+    TakeModel(plotter.get(), c.file, c.section);
     const _NibWorld2 dot{100, 100};
     EXPECT_EQ(NibDrawDot(plotter.get(), &dot), 1);
     device.bytes.clear();
@@ -131,13 +133,10 @@ TEST(BundledModels, Lettering) {
        "500\r\nS40\r\nQ0\r\nP1\r\n"},
   };
   for (const auto& c : cases) {
-    std::string text = ReadModelFile(c.file);
-    _NibREG_DATA* list = NibGetRegistry2(text.data(), Size(text), nullptr, 0, c.section);
     test::HandlePtr plotter(400, 277);
     test::TestDevice device;
     device.BindPut(plotter.get());
-    EXPECT_EQ(NibSetPlotter2(plotter.get(), list), 1);
-    NibFreeRegistry2(list);
+    TakeModel(plotter.get(), c.file, c.section);
     _NibWorld2 at{10, 50};
     _NibTextInfo up{0, 2, 4, 3, 1.5707963267948966};
     _NibTextInfo across{0, 2, 4, 3, 0};
