@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "svg.h"
+#include "svg/svg.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   konib::svg::Limits limits;  // small limits keep each run quick

@@ -4,12 +4,15 @@
 #include <string>
 #include <vector>
 
-#include "check.h"
-#include "plot.h"
-#include "send.h"
+#include "cmd/check.h"
+#include "device/device.h"
+#include "job/job.h"
 
 namespace konib::tool {
 namespace {
+
+using job::AssignPens;
+using job::ToDeviceText;
 
 TEST(CheckTemplate, FindsWhatACommandDoesNotHave) {
   struct Case {

@@ -1,5 +1,5 @@
 // The SVG reader: path grammar, document mapping, and refusals of bad input.
-#include "svg.h"
+#include "svg/svg.h"
 
 #include <gtest/gtest.h>
 

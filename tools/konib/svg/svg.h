@@ -44,7 +44,10 @@ struct Subpath {
 struct Shape {
   std::string colour;
   std::vector<Subpath> subpaths;
-  std::size_t line;  // where its element starts in the document
+  std::size_t line;      // where its element starts in the document
+  std::string stroke;    // the stroke's colour; "" when not stroked
+  std::string fill;      // the fill's colour; "" when not filled (none, or opacity 0)
+  bool evenOdd = false;  // fill-rule: evenodd, else nonzero
 };
 
 // A text element: where its first character starts, its height in

@@ -9,33 +9,13 @@
 #include <pugixml.hpp>
 #include <utility>
 
-#include "svg.h"
+#include "svg/internal.h"
+#include "svg/svg.h"
 
 namespace konib::svg {
 namespace {
 
-constexpr double kPi = 3.141592653589793;
-constexpr double kMillimetresPerPixel = 25.4 / 96;
-
-// An affine map: x' = a x + c y + e, y' = b x + d y + f.
-struct Matrix {
-  double a = 1, b = 0, c = 0, d = 1, e = 0, f = 0;
-  Point Apply(Point p) const { return {a * p.x + c * p.y + e, b * p.x + d * p.y + f}; }
-  Point ApplyVector(Point p) const { return {a * p.x + c * p.y, b * p.x + d * p.y}; }
-};
-
-Matrix Multiply(const Matrix& m, const Matrix& n) {  // m after n
-  return {m.a * n.a + m.c * n.b, m.b * n.a + m.d * n.b,       m.a * n.c + m.c * n.d,
-          m.b * n.c + m.d * n.d, m.a * n.e + m.c * n.f + m.e, m.b * n.e + m.d * n.f + m.f};
-}
-
-// What an element hands down to its children.
-struct Context {
-  Matrix matrix;
-  std::string stroke;  // normalised; "" for none
-  std::string fill = "#000000";
-  double fontSize = 16;  // user units
-};
+using namespace internal;
 
 struct Colour {
   const char* name;
@@ -55,79 +35,6 @@ const Colour kColours[] = {
     {"indigo", "#4b0082"},  {"darkgreen", "#006400"}, {"darkblue", "#00008b"},
     {"darkred", "#8b0000"},
 };
-
-std::string Trim(const std::string& s) {
-  std::size_t b = s.find_first_not_of(" \t\r\n"), e = s.find_last_not_of(" \t\r\n");
-  return b == std::string::npos ? std::string() : s.substr(b, e - b + 1);
-}
-
-std::string Lower(std::string s) {
-  for (char& c : s) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return s;
-}
-
-// The value of a property: the style attribute's declaration wins over the
-// presentation attribute, as in CSS.
-std::string Property(const pugi::xml_node& node, const char* name) {
-  std::string style = node.attribute("style").value();
-  std::size_t at = 0;
-  std::string found;
-  bool have = false;
-  while (at < style.size()) {
-    std::size_t end = style.find(';', at);
-    if (end == std::string::npos) end = style.size();
-    std::string item = style.substr(at, end - at);
-    std::size_t colon = item.find(':');
-    if (colon != std::string::npos && Lower(Trim(item.substr(0, colon))) == name) {
-      found = Trim(item.substr(colon + 1));
-      have = true;
-    }
-    at = end + 1;
-  }
-  if (have) return found;
-  return Trim(node.attribute(name).value());
-}
-
-// A length with an optional unit, in user units (pixels); false if it is
-// no number. Percentages are not lengths here.
-bool Length(const std::string& text, double* value) {
-  const char* s = text.c_str();
-  char* end = nullptr;
-  double v = std::strtod(s, &end);
-  if (end == s || !std::isfinite(v)) return false;
-  std::string unit = Lower(Trim(end));
-  static const std::pair<const char*, double> kUnits[] = {{"", 1},
-                                                          {"px", 1},
-                                                          {"mm", 1 / kMillimetresPerPixel},
-                                                          {"cm", 10 / kMillimetresPerPixel},
-                                                          {"in", 96},
-                                                          {"pt", 96.0 / 72},
-                                                          {"pc", 16}};
-  for (const auto& u : kUnits) {
-    if (unit == u.first) {
-      *value = v * u.second;
-      return std::isfinite(*value);
-    }
-  }
-  return false;
-}
-
-// A list of numbers separated by blanks or commas, with the path grammar's
-// number syntax.
-bool Numbers(const std::string& text, std::vector<double>* out, std::size_t limit) {
-  const char* s = text.c_str();
-  while (true) {
-    while (*s == ' ' || *s == ',' || *s == '\t' || *s == '\r' || *s == '\n') ++s;
-    if (*s == '\0') return true;
-    if (!(*s == '+' || *s == '-' || *s == '.' || std::isdigit(static_cast<unsigned char>(*s))))
-      return false;  // also "nan" and "inf", which strtod would take
-    char* end = nullptr;
-    double v = std::strtod(s, &end);
-    if (end == s || !std::isfinite(v) || out->size() >= limit) return false;
-    out->push_back(v);
-    s = end;
-  }
-}
 
 bool ParseTransform(const std::string& text, Matrix* result) {
   std::size_t at = 0;
@@ -188,10 +95,20 @@ class Reader {
   bool Read();
 
  private:
-  std::size_t LineAt(std::ptrdiff_t offset) const {
+  // Every element asks for its line, so the line ends are found once and
+  // searched: counting from the top each time made reading quadratic.
+  std::size_t LineAt(std::ptrdiff_t offset) {
     if (offset < 0) return 0;
+    if (lineEnds_.empty()) {
+      for (const char* at = data_;
+           (at = static_cast<const char*>(std::memchr(at, '\n', size_ - (at - data_)))) != nullptr;
+           ++at)
+        lineEnds_.push_back(static_cast<std::size_t>(at - data_));
+      lineEnds_.push_back(size_);  // a sentinel, so that the list is never empty again
+    }
     std::size_t end = std::min(static_cast<std::size_t>(offset), size_);
-    return 1 + static_cast<std::size_t>(std::count(data_, data_ + end, '\n'));
+    auto below = std::lower_bound(lineEnds_.begin(), lineEnds_.end() - 1, end);
+    return 1 + static_cast<std::size_t>(below - lineEnds_.begin());
   }
   bool Fail(const pugi::xml_node& node, const std::string& message) {
     error_->message = message;
@@ -203,7 +120,6 @@ class Reader {
   bool Walk(const pugi::xml_node& root, const Context& top);
   bool Element(const pugi::xml_node& node, const Context& context);
   bool Shape(const pugi::xml_node& node, const Context& context, std::vector<Subpath> subpaths);
-  bool TextElement(const pugi::xml_node& node, const Context& context);
   bool Attribute(const pugi::xml_node& node, const char* name, double* value, double fallback);
 
   const char* data_;
@@ -213,6 +129,7 @@ class Reader {
   Error* error_;
   std::size_t elements_ = 0;
   std::size_t segments_ = 0;
+  std::vector<std::size_t> lineEnds_;  // offsets of the newlines, then size_
 };
 
 bool Reader::Attribute(const pugi::xml_node& node, const char* name, double* value,
@@ -330,6 +247,10 @@ bool Reader::Walk(const pugi::xml_node& root, const Context& top) {
       std::string stroke = Property(node, "stroke"), fill = Property(node, "fill");
       if (!stroke.empty() && stroke != "inherit") context.stroke = NormaliseColour(stroke);
       if (!fill.empty() && fill != "inherit") context.fill = NormaliseColour(fill);
+      std::string rule = Property(node, "fill-rule"), opacity = Property(node, "fill-opacity");
+      if (rule == "evenodd" || rule == "nonzero") context.evenOdd = rule == "evenodd";
+      if (!opacity.empty() && opacity != "inherit")
+        context.fillShown = !(std::atof(opacity.c_str()) <= 0);
       std::string font = Property(node, "font-size");
       double size = 0;
       if (!font.empty() && Length(font, &size) && size > 0) context.fontSize = size;
@@ -421,7 +342,10 @@ bool Reader::Element(const pugi::xml_node& node, const Context& context) {
     std::string message;
     if (!ParsePathData(d, &subpaths, &message, 64)) return Fail(node, message);
   } else if (name == "text") {
-    return TextElement(node, context);
+    std::string message;
+    if (!ReadText(node, context, LineAt(node.offset_debug()), &drawing_->texts, &message))
+      return Fail(node, message);
+    return true;
   } else {
     return true;  // an element that draws nothing a plotter could
   }
@@ -450,51 +374,90 @@ bool Reader::Shape(const pugi::xml_node& node, const Context& context,
   if (segments_ > limits_.maxSegments)
     return Fail(node,
                 "the drawing has more than " + std::to_string(limits_.maxSegments) + " pieces");
-  drawing_->shapes.push_back({colour, std::move(subpaths), LineAt(node.offset_debug())});
-  return true;
-}
-
-bool Reader::TextElement(const pugi::xml_node& node, const Context& context) {
-  std::string colour = !context.fill.empty() ? context.fill : context.stroke;
-  std::vector<double> xs, ys;
-  if (!Numbers(node.attribute("x").value(), &xs, 1024) ||
-      !Numbers(node.attribute("y").value(), &ys, 1024))
-    return Fail(node, "x and y of a text must be numbers");
-  std::string text;
-  bool blank = true;  // collapse runs of white space, as SVG shows them
-  // The characters of the text and of its tspans, in document order; the
-  // walk goes by parent links, so a deep nest costs no stack.
-  for (pugi::xml_node piece = node.first_child(); piece;) {
-    if (piece.type() == pugi::node_pcdata || piece.type() == pugi::node_cdata) {
-      for (const char* c = piece.value(); *c != '\0'; ++c) {
-        bool space = std::isspace(static_cast<unsigned char>(*c)) != 0;
-        if (space && blank) continue;
-        text += space ? ' ' : *c;
-        blank = space;
-      }
-      if (text.size() > 4096) return Fail(node, "a text longer than 4096 bytes");
-    }
-    if (piece.first_child()) {
-      piece = piece.first_child();
-      continue;
-    }
-    while (piece != node && !piece.next_sibling()) piece = piece.parent();
-    if (piece == node) break;
-    piece = piece.next_sibling();
-  }
-  while (!text.empty() && text.back() == ' ') text.pop_back();
-  if (colour.empty() || text.empty()) return true;
-  Point at = context.matrix.Apply({xs.empty() ? 0 : xs[0], ys.empty() ? 0 : ys[0]});
-  Point along = context.matrix.ApplyVector({1, 0});
-  Point up = context.matrix.ApplyVector({0, context.fontSize});
-  double size = std::hypot(up.x, up.y), angle = std::atan2(along.y, along.x);
-  if (!std::isfinite(at.x + at.y + size + angle))
-    return Fail(node, "a coordinate is not finite after its transforms");
-  drawing_->texts.push_back({colour, at, size, angle, text, LineAt(node.offset_debug())});
+  drawing_->shapes.push_back({colour, std::move(subpaths), LineAt(node.offset_debug()),
+                              context.stroke, context.fillShown ? context.fill : std::string(),
+                              context.evenOdd});
   return true;
 }
 
 }  // namespace
+
+namespace internal {
+
+std::string Trim(const std::string& s) {
+  std::size_t b = s.find_first_not_of(" \t\r\n"), e = s.find_last_not_of(" \t\r\n");
+  return b == std::string::npos ? std::string() : s.substr(b, e - b + 1);
+}
+
+std::string Lower(std::string s) {
+  for (char& c : s) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return s;
+}
+
+// The value of a property: the style attribute's declaration wins over the
+// presentation attribute, as in CSS.
+std::string Property(const pugi::xml_node& node, const char* name) {
+  std::string style = node.attribute("style").value();
+  std::size_t at = 0;
+  std::string found;
+  bool have = false;
+  while (at < style.size()) {
+    std::size_t end = style.find(';', at);
+    if (end == std::string::npos) end = style.size();
+    std::string item = style.substr(at, end - at);
+    std::size_t colon = item.find(':');
+    if (colon != std::string::npos && Lower(Trim(item.substr(0, colon))) == name) {
+      found = Trim(item.substr(colon + 1));
+      have = true;
+    }
+    at = end + 1;
+  }
+  if (have) return found;
+  return Trim(node.attribute(name).value());
+}
+
+// A length with an optional unit, in user units (pixels); false if it is
+// no number. Percentages are not lengths here.
+bool Length(const std::string& text, double* value) {
+  const char* s = text.c_str();
+  char* end = nullptr;
+  double v = std::strtod(s, &end);
+  if (end == s || !std::isfinite(v)) return false;
+  std::string unit = Lower(Trim(end));
+  static const std::pair<const char*, double> kUnits[] = {{"", 1},
+                                                          {"px", 1},
+                                                          {"mm", 1 / kMillimetresPerPixel},
+                                                          {"cm", 10 / kMillimetresPerPixel},
+                                                          {"in", 96},
+                                                          {"pt", 96.0 / 72},
+                                                          {"pc", 16}};
+  for (const auto& u : kUnits) {
+    if (unit == u.first) {
+      *value = v * u.second;
+      return std::isfinite(*value);
+    }
+  }
+  return false;
+}
+
+// A list of numbers separated by blanks or commas, with the path grammar's
+// number syntax.
+bool Numbers(const std::string& text, std::vector<double>* out, std::size_t limit) {
+  const char* s = text.c_str();
+  while (true) {
+    while (*s == ' ' || *s == ',' || *s == '\t' || *s == '\r' || *s == '\n') ++s;
+    if (*s == '\0') return true;
+    if (!(*s == '+' || *s == '-' || *s == '.' || std::isdigit(static_cast<unsigned char>(*s))))
+      return false;  // also "nan" and "inf", which strtod would take
+    char* end = nullptr;
+    double v = std::strtod(s, &end);
+    if (end == s || !std::isfinite(v) || out->size() >= limit) return false;
+    out->push_back(v);
+    s = end;
+  }
+}
+
+}  // namespace internal
 
 std::string NormaliseColour(const std::string& given) {
   std::string text = Lower(Trim(given));

@@ -1,4 +1,4 @@
-#include "plot.h"
+#include "job/job.h"
 
 #include <KoNib.h>
 
@@ -8,22 +8,12 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "model_file.h"
-#include "models.h"
-
-namespace konib::tool {
+namespace konib::job {
 namespace {
 
 // Curves are cut into chords no farther than this from the curve, in plot
 // units (millimetres): a fraction of a pen's width.
 constexpr double kTolerance = 0.05;
-
-struct Paper {
-  int index = -1;  // the model's entry, or -1 for a size of our own
-  std::string name;
-  double width = 297;
-  double height = 210;
-};
 
 std::vector<std::string> Fields(const std::string& text) {
   std::vector<std::string> fields;
@@ -48,6 +38,66 @@ std::vector<Paper> ModelPapers(const ModelList& model) {
     if (p.width > 0 && p.height > 0) papers.push_back(p);
   }
   return papers;
+}
+
+int Collect(void* cookie, const char* data, uint32_t length) {
+  static_cast<std::string*>(cookie)->append(data, length);
+  return 1;
+}
+
+struct Handle {
+  void* h;
+  std::string bytes;
+  explicit Handle(const _NibWorld2& size) : h(NibGetHandle(&size)) {
+    _NibDeviceProc device{};
+    device.cookie = &bytes;
+    device.write = Collect;
+    NibSetDeviceProc(h, &device);
+  }
+  ~Handle() { NibFreeHandle(h); }
+};
+
+void DrawShape(void* h, const svg::Shape& shape, const Placement& place) {
+  for (const svg::Subpath& subpath : shape.subpaths) {
+    svg::Point from = place.Map(subpath.start);
+    svg::Flatten(subpath, kTolerance / place.scale, [&](svg::Point p) {
+      svg::Point to = place.Map(p);
+      _NibWorld4 line{{from.x, from.y}, {to.x - from.x, to.y - from.y}};
+      NibDrawLine(h, &line);
+      from = to;
+    });
+  }
+}
+
+// The device's own lettering draws the text. An SVG font size is the em
+// of the font; a plotter's letters are sized by their capitals and their
+// advance, which in the usual fonts are about 0.7 and 0.6 em.
+void DrawText(void* h, const svg::Text& text, const Placement& place) {
+  std::string bytes = ToDeviceText(text.text);
+  svg::Point at = place.Map(text.position);
+  double em = text.size * place.scale;
+  _NibWorld2 position{at.x, at.y};
+  _NibTextInfo info{0, 0.5 * em, 0.7 * em, 0.6 * em, place.MapAngle(text.angle)};
+  NibDrawText(h, &position, bytes.c_str(), &info);
+}
+
+}  // namespace
+
+// The abort command as the device must receive it. The library sends it
+// nowhere itself, so a second handle expands it as its job's end: Term is
+// the one template whose walk is followed by a flush.
+std::string AbortBytes(const ModelList& model, const Paper& paper) {
+  const char* abort = model.Value("Command.Abort");
+  if (abort == nullptr || *abort == '\0') return "";
+  Handle handle({paper.width, paper.height});
+  NibSetPlotter2(handle.h, model.list);
+  _NibRegInfo term{NibKeyCommandTerm, 0, abort};
+  NibSetPlotter(handle.h, &term, 1);
+  _NibInfo info{};
+  info.nextPageMode = 1;  // no page feed behind it
+  NibSetPlotterInfo(handle.h, NIB_INFO_NEXTPAGEMODE, &info);
+  NibTerminate(handle.h);
+  return handle.bytes;
 }
 
 bool ChoosePaper(const ModelList& model, const std::string& wanted, Paper* paper,
@@ -89,19 +139,9 @@ bool ChoosePaper(const ModelList& model, const std::string& wanted, Paper* paper
   return false;
 }
 
-// Where the page lands on the paper.
-struct Placement {
-  double scale;
-  double x;
-  double y;
-  bool turned;
-  double pageHeight;
-  svg::Point Map(svg::Point p) const {
-    return turned ? svg::Point{x + scale * p.y, y + scale * p.x}
-                  : svg::Point{x + scale * p.x, y + scale * (pageHeight - p.y)};
-  }
-  double MapAngle(double a) const { return turned ? std::atan2(std::cos(a), std::sin(a)) : -a; }
-};
+double Placement::MapAngle(double a) const {
+  return turned ? std::atan2(std::cos(a), std::sin(a)) : -a;
+}
 
 Placement Place(const svg::Drawing& d, const Paper& paper, const std::string& orientation,
                 double scale) {
@@ -120,66 +160,6 @@ Placement Place(const svg::Drawing& d, const Paper& paper, const std::string& or
   p.y = (paper.height - p.scale * h) / 2;
   return p;
 }
-
-int Collect(void* cookie, const char* data, uint32_t length) {
-  static_cast<std::string*>(cookie)->append(data, length);
-  return 1;
-}
-
-struct Handle {
-  void* h;
-  std::string bytes;
-  explicit Handle(const _NibWorld2& size) : h(NibGetHandle(&size)) {
-    _NibDeviceProc device{};
-    device.cookie = &bytes;
-    device.write = Collect;
-    NibSetDeviceProc(h, &device);
-  }
-  ~Handle() { NibFreeHandle(h); }
-};
-
-// The abort command as the device must receive it. The library sends it
-// nowhere itself, so a second handle expands it as its job's end: Term is
-// the one template whose walk is followed by a flush.
-std::string AbortBytes(const ModelList& model, const Paper& paper) {
-  const char* abort = model.Value("Command.Abort");
-  if (abort == nullptr || *abort == '\0') return "";
-  Handle handle({paper.width, paper.height});
-  NibSetPlotter2(handle.h, model.list);
-  _NibRegInfo term{NibKeyCommandTerm, 0, abort};
-  NibSetPlotter(handle.h, &term, 1);
-  _NibInfo info{};
-  info.nextPageMode = 1;  // no page feed behind it
-  NibSetPlotterInfo(handle.h, NIB_INFO_NEXTPAGEMODE, &info);
-  NibTerminate(handle.h);
-  return handle.bytes;
-}
-
-void DrawShape(void* h, const svg::Shape& shape, const Placement& place) {
-  for (const svg::Subpath& subpath : shape.subpaths) {
-    svg::Point from = place.Map(subpath.start);
-    svg::Flatten(subpath, kTolerance / place.scale, [&](svg::Point p) {
-      svg::Point to = place.Map(p);
-      _NibWorld4 line{{from.x, from.y}, {to.x - from.x, to.y - from.y}};
-      NibDrawLine(h, &line);
-      from = to;
-    });
-  }
-}
-
-// The device's own lettering draws the text. An SVG font size is the em
-// of the font; a plotter's letters are sized by their capitals and their
-// advance, which in the usual fonts are about 0.7 and 0.6 em.
-void DrawText(void* h, const svg::Text& text, const Placement& place) {
-  std::string bytes = ToDeviceText(text.text);
-  svg::Point at = place.Map(text.position);
-  double em = text.size * place.scale;
-  _NibWorld2 position{at.x, at.y};
-  _NibTextInfo info{0, 0.5 * em, 0.7 * em, 0.6 * em, place.MapAngle(text.angle)};
-  NibDrawText(h, &position, bytes.c_str(), &info);
-}
-
-}  // namespace
 
 std::string ToDeviceText(const std::string& utf8) {
   std::string out;
@@ -237,52 +217,8 @@ bool AssignPens(const svg::Drawing& drawing, const std::vector<std::string>& map
   return true;
 }
 
-int Plot(const PlotOptions& o) {
-  std::string text, message;
-  svg::Limits limits;
-  if (!ReadWholeFile(o.drawing, &text, limits.maxBytes, &message)) {
-    std::fprintf(stderr, "konib: %s\n", message.c_str());
-    return kBadInput;
-  }
-  svg::Drawing drawing;
-  svg::Error error;
-  if (!svg::ReadSvg(text.data(), text.size(), &drawing, &error, limits)) {
-    std::string where =
-        o.drawing + (error.line > 0 ? ":" + std::to_string(error.line) : std::string());
-    std::fprintf(stderr, "konib: %s: %s%s%s\n", where.c_str(),
-                 error.element.empty() ? "" : ("<" + error.element + ">: ").c_str(),
-                 error.message.c_str(), "");
-    return kBadInput;
-  }
-  ModelFile file;
-  std::string section;
-  ModelList model;
-  if (!o.store.empty()) {
-    Store store(o.store);
-    model.list =
-        store.root != nullptr ? NibGetRegistry(store.root, kStorePath, o.model.c_str()) : nullptr;
-    if (model.list == nullptr) {
-      std::fprintf(stderr, "konib: no model \"%s\" in the store %s\n", o.model.c_str(),
-                   o.store.c_str());
-      return kBadInput;
-    }
-  } else if (!LoadModel(o.model, o.section, o.models, &file, &section, &model, &message)) {
-    std::fprintf(stderr, "konib: %s\n", message.c_str());
-    return kBadInput;
-  }
-  Paper paper;
-  std::map<std::string, int> pens;
-  if (!ChoosePaper(model, o.paper, &paper, &message) ||
-      !AssignPens(drawing, o.penMap, &pens, &message)) {
-    std::fprintf(stderr, "konib: %s\n", message.c_str());
-    return kBadInput;
-  }
-  if (!(drawing.width > 0 && drawing.height > 0)) {
-    std::fprintf(stderr, "konib: %s: the page has no size\n", o.drawing.c_str());
-    return kBadInput;
-  }
-  Placement place = Place(drawing, paper, o.orientation, o.scale);
-
+bool Emit(const svg::Drawing& drawing, const std::map<std::string, int>& pens,
+          const Placement& place, const ModelList& model, const Paper& paper, std::string* bytes) {
   Handle handle({paper.width, paper.height});
   NibSetPlotter2(handle.h, model.list);
   if (paper.index >= 0) {
@@ -293,20 +229,17 @@ int Plot(const PlotOptions& o) {
   NibInitiate(handle.h);
   NibStartPage(handle.h);
   for (const svg::Shape& shape : drawing.shapes) {
-    NibSetPen(handle.h, pens[shape.colour]);
+    NibSetPen(handle.h, pens.at(shape.colour));
     DrawShape(handle.h, shape, place);
   }
   for (const svg::Text& label : drawing.texts) {
-    NibSetPen(handle.h, pens[label.colour]);
+    NibSetPen(handle.h, pens.at(label.colour));
     DrawText(handle.h, label, place);
   }
   NibEndPage(handle.h);
-  int ok = NibTerminate(handle.h);
-  if (!ok) {
-    std::fprintf(stderr, "konib: the library could not make the job (out of memory)\n");
-    return kDeviceError;
-  }
-  return Send(handle.bytes, AbortBytes(model, paper), o.to);
+  if (!NibTerminate(handle.h)) return false;
+  *bytes = std::move(handle.bytes);
+  return true;
 }
 
-}  // namespace konib::tool
+}  // namespace konib::job

@@ -4,11 +4,11 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "check.h"
-#include "digitize.h"
-#include "models.h"
-#include "plot.h"
-#include "send.h"
+#include "cmd/check.h"
+#include "cmd/digitize.h"
+#include "cmd/models.h"
+#include "cmd/plot.h"
+#include "device/device.h"
 
 namespace {
 

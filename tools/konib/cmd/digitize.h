@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "send.h"
+#include "device/device.h"
 
 namespace konib::tool {
 

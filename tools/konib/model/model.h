@@ -62,4 +62,19 @@ struct ModelList {
 bool LoadModel(const std::string& model, const std::string& section, const std::string& folder,
                ModelFile* file, std::string* sectionName, ModelList* list, std::string* message);
 
+// The key path below the store's root where konib keeps its models.
+constexpr const char* kStorePath = "KoNib";
+
+// The store folder: `given`, else $XDG_DATA_HOME/konib, else ~/.local/share/konib.
+std::string StoreFolder(const std::string& given);
+
+// A store root, closed with the object.
+struct Store {
+  HKEY root = nullptr;
+  explicit Store(const std::string& folder) : root(NibOpenRegistryDirectory(folder.c_str())) {}
+  Store(const Store&) = delete;
+  Store& operator=(const Store&) = delete;
+  ~Store() { NibCloseRegistryDirectory(root); }
+};
+
 }  // namespace konib::tool

@@ -1,4 +1,4 @@
-#include "models.h"
+#include "cmd/models.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <string>
 
-#include "model_file.h"
-#include "send.h"
+#include "device/device.h"
+#include "model/model.h"
 
 namespace konib::tool {
 namespace {
@@ -38,14 +38,6 @@ _NibREG_DATA* LoadStored(const Store& store, const std::string& folder, const st
 }
 
 }  // namespace
-
-std::string StoreFolder(const std::string& given) {
-  if (!given.empty()) return given;
-  const char* data = std::getenv("XDG_DATA_HOME");
-  if (data != nullptr && *data != '\0') return std::string(data) + "/konib";
-  const char* home = std::getenv("HOME");
-  return std::string(home != nullptr ? home : ".") + "/.local/share/konib";
-}
 
 int ModelsList(const std::string& folder) {
   Store store(folder);

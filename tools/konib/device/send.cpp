@@ -1,5 +1,3 @@
-#include "send.h"
-
 #include <fcntl.h>
 #include <libserialport.h>
 #include <poll.h>
@@ -14,6 +12,8 @@
 #include <cstring>
 #include <memory>
 #include <utility>
+
+#include "device/device.h"
 
 namespace konib::tool {
 namespace {

@@ -1,11 +1,12 @@
-#include "model_file.h"
-
 #include <algorithm>
 #include <cctype>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+
+#include "model/model.h"
 
 namespace konib::tool {
 
@@ -156,6 +157,14 @@ bool LoadModel(const std::string& model, const std::string& section, const std::
   *message = "no model \"" + model + "\": not a file, nor " + named.string() + ", nor a model in " +
              folder;
   return false;
+}
+
+std::string StoreFolder(const std::string& given) {
+  if (!given.empty()) return given;
+  const char* data = std::getenv("XDG_DATA_HOME");
+  if (data != nullptr && *data != '\0') return std::string(data) + "/konib";
+  const char* home = std::getenv("HOME");
+  return std::string(home != nullptr ? home : ".") + "/.local/share/konib";
 }
 
 }  // namespace konib::tool

@@ -1,12 +1,12 @@
-#include "digitize.h"
+#include "cmd/digitize.h"
 
 #include <KoNib.h>
 
 #include <cmath>
 #include <cstdio>
 
-#include "model_file.h"
-#include "models.h"
+#include "cmd/models.h"
+#include "model/model.h"
 
 namespace konib::tool {
 namespace {

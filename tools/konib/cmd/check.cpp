@@ -1,4 +1,4 @@
-#include "check.h"
+#include "cmd/check.h"
 
 #include <KoNib.h>
 
@@ -9,8 +9,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "model_file.h"
-#include "send.h"
+#include "device/device.h"
+#include "model/model.h"
 
 namespace konib::tool {
 namespace {
@@ -324,15 +324,17 @@ void CheckCurves(const ModelSection& machine, const ModelSection* commands, Prob
     if (find(c.command) != nullptr) continue;
     char message[256];
     if (radius < 0)
-      std::snprintf(message, sizeof message,
-                    "every solid %s goes to %s, which the model does not have, so nothing is sent for it "
-                    "(Ctrl.DrawArc=0 draws chords)",
-                    c.curve, c.command);
+      std::snprintf(
+          message, sizeof message,
+          "every solid %s goes to %s, which the model does not have, so nothing is sent for it "
+          "(Ctrl.DrawArc=0 draws chords)",
+          c.curve, c.command);
     else
-      std::snprintf(message, sizeof message,
-                    "%ssolid %ss up to a radius of %g go to %s, which the model does not have, so nothing "
-                    "is sent for them (Ctrl.DrawArc=0 draws chords)",
-                    limit == nullptr ? "not given: " : "", c.curve, radius, c.command);
+      std::snprintf(
+          message, sizeof message,
+          "%ssolid %ss up to a radius of %g go to %s, which the model does not have, so nothing "
+          "is sent for them (Ctrl.DrawArc=0 draws chords)",
+          limit == nullptr ? "not given: " : "", c.curve, radius, c.command);
     problems->Report(limit == nullptr ? absent : *limit, machine.name, message);
   }
 }

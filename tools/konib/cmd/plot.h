@@ -1,12 +1,10 @@
 // `konib plot`: an SVG drawing through a model to a device.
 #pragma once
 
-#include <map>
 #include <string>
 #include <vector>
 
-#include "send.h"
-#include "svg.h"
+#include "device/device.h"
 
 namespace konib::tool {
 
@@ -22,16 +20,6 @@ struct PlotOptions {
   std::vector<std::string> penMap;  // COLOUR=PEN
   Destination to;
 };
-
-// Pens for the colours of a drawing: the map first, then the other colours
-// in order of appearance on the pens the map left free, round again after 16.
-// False with a message for a bad map entry.
-bool AssignPens(const svg::Drawing& drawing, const std::vector<std::string>& map,
-                std::map<std::string, int>* pens, std::string* message);
-
-// Text for the device, which takes CP932: ASCII as it stands (control
-// characters as blanks), every other character as '?'.
-std::string ToDeviceText(const std::string& utf8);
 
 int Plot(const PlotOptions& options);
 

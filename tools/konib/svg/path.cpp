@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "svg.h"
+#include "svg/svg.h"
 
 namespace konib::svg {
 namespace {

@@ -1,0 +1,68 @@
+// The job: a drawing placed on the model's paper and turned into device
+// bytes through the library, pen by pen. It knows the library and the
+// drawing's plain data, nothing of files, ports or the command line.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "model/model.h"
+#include "svg/svg.h"
+
+namespace konib::job {
+
+using tool::ModelList;
+
+// A paper of the model, or a size of our own.
+struct Paper {
+  int index = -1;  // the model's entry, or -1 for a size of our own
+  std::string name;
+  double width = 297;
+  double height = 210;
+};
+
+// The model's paper by name or number, or WxH in millimetres; empty: the
+// model's own choice. False with a message when there is no such paper.
+bool ChoosePaper(const ModelList& model, const std::string& wanted, Paper* paper,
+                 std::string* message);
+
+// Where the page lands on the paper: plot units (millimetres, y up) from
+// the page's millimetres (y down), turned a quarter when `turned`.
+struct Placement {
+  double scale;
+  double x;
+  double y;
+  bool turned;
+  double pageHeight;
+  svg::Point Map(svg::Point p) const {
+    return turned ? svg::Point{x + scale * p.y, y + scale * p.x}
+                  : svg::Point{x + scale * p.x, y + scale * (pageHeight - p.y)};
+  }
+  double MapAngle(double a) const;
+};
+
+// Fits the page onto the paper (scale 0) or sets it at `scale`, centred;
+// orientation is auto, landscape or portrait.
+Placement Place(const svg::Drawing& drawing, const Paper& paper, const std::string& orientation,
+                double scale);
+
+// Pens for the colours of a drawing: the map first, then the other colours
+// in order of appearance on the pens the map left free, round again after 16.
+// False with a message for a bad map entry.
+bool AssignPens(const svg::Drawing& drawing, const std::vector<std::string>& map,
+                std::map<std::string, int>* pens, std::string* message);
+
+// Text for the device, which takes CP932: ASCII as it stands (control
+// characters as blanks), every other character as '?'.
+std::string ToDeviceText(const std::string& utf8);
+
+// The model's abort command as the device must receive it, or "".
+std::string AbortBytes(const ModelList& model, const Paper& paper);
+
+// The whole job's bytes: every shape, then every text, in document order.
+// False when the library could not make the job (out of memory).
+bool Emit(const svg::Drawing& drawing, const std::map<std::string, int>& pens,
+          const Placement& place, const ModelList& model, const Paper& paper, std::string* bytes);
+
+}  // namespace konib::job
