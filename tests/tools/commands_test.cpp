@@ -77,7 +77,7 @@ TEST(CheckNames, NearestKeyAndEscapedBytes) {
 TEST(Pens, MapFirstThenOrderOfAppearance) {
   svg::Drawing d;
   for (const char* colour : {"#ff0000", "#0000ff", "#ff0000", "#00ff00"})
-    d.shapes.push_back({colour, {}, d.shapes.size()});
+    d.shapes.push_back({colour, {}, d.shapes.size(), colour, "", false});
   d.texts.push_back({"#123456", {0, 0}, 1, 0, "x", 1});  // between the first and second shape
   std::map<std::string, int> pens;
   std::string message;
@@ -94,7 +94,12 @@ TEST(Pens, MapFirstThenOrderOfAppearance) {
   // Seventeen colours: the seventeenth goes round to pen 1.
   svg::Drawing many;
   for (int i = 0; i < 17; ++i)
-    many.shapes.push_back({"c" + std::to_string(i), {}, static_cast<std::size_t>(i)});
+    many.shapes.push_back({"c" + std::to_string(i),
+                           {},
+                           static_cast<std::size_t>(i),
+                           "c" + std::to_string(i),
+                           "",
+                           false});
   pens.clear();
   ASSERT_TRUE(AssignPens(many, {}, &pens, &message));
   EXPECT_EQ(pens["c0"], 1);
