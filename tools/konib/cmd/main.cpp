@@ -81,6 +81,16 @@ int main(int argc, char** argv) {
       ->check(CLI::IsMember({"auto", "always", "never"}))
       ->capture_default_str();
 
+  // Reading the drawing: layers and pens.
+
+  // Planning: pens, joins, order, reports, stop and resume.
+
+  // Fills: hatching.
+
+  // Lettering: text as device codes or strokes.
+
+  // Devices: how the model's device takes bytes.
+
   plotCommand->add_option("--store", plot.store,
                           "Take the model from this model store (see konib models)");
 

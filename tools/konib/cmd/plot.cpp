@@ -57,7 +57,14 @@ int Plot(const PlotOptions& o) {
   }
   job::Placement place = job::Place(drawing, paper, o.orientation, o.scale);
   std::string bytes;
-  if (!job::Emit(drawing, pens, place, model, paper, &bytes)) {
+  job::Work work = job::Lay(drawing, pens, place);
+  // Fills become hatch paths.
+
+  // Texts the device cannot letter become strokes.
+
+  // The plan orders the paths.
+
+  if (!job::Emit(work, model, paper, &bytes)) {
     std::fprintf(stderr, "konib: the library could not make the job (out of memory)\n");
     return kDeviceError;
   }

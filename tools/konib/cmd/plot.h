@@ -19,6 +19,15 @@ struct PlotOptions {
   double scale = 0;  // 0: fit the page onto the paper; else millimetres per millimetre
   std::vector<std::string> penMap;  // COLOUR=PEN
   Destination to;
+  // Reading the drawing.
+
+  // Planning.
+
+  // Fills.
+
+  // Lettering.
+
+  // Devices.
 };
 
 int Plot(const PlotOptions& options);

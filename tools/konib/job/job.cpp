@@ -57,27 +57,14 @@ struct Handle {
   ~Handle() { NibFreeHandle(h); }
 };
 
-void DrawShape(void* h, const svg::Shape& shape, const Placement& place) {
-  for (const svg::Subpath& subpath : shape.subpaths) {
-    svg::Point from = place.Map(subpath.start);
-    svg::Flatten(subpath, kTolerance / place.scale, [&](svg::Point p) {
-      svg::Point to = place.Map(p);
-      _NibWorld4 line{{from.x, from.y}, {to.x - from.x, to.y - from.y}};
-      NibDrawLine(h, &line);
-      from = to;
-    });
-  }
-}
-
 // The device's own lettering draws the text. An SVG font size is the em
 // of the font; a plotter's letters are sized by their capitals and their
 // advance, which in the usual fonts are about 0.7 and 0.6 em.
-void DrawText(void* h, const svg::Text& text, const Placement& place) {
-  std::string bytes = ToDeviceText(text.text);
-  svg::Point at = place.Map(text.position);
-  double em = text.size * place.scale;
-  _NibWorld2 position{at.x, at.y};
-  _NibTextInfo info{0, 0.5 * em, 0.7 * em, 0.6 * em, place.MapAngle(text.angle)};
+void DrawLabel(void* h, const Label& label) {
+  std::string bytes = ToDeviceText(label.text);
+  _NibWorld2 position{label.at.x, label.at.y};
+  double em = label.em;
+  _NibTextInfo info{0, 0.5 * em, 0.7 * em, 0.6 * em, label.angle};
   NibDrawText(h, &position, bytes.c_str(), &info);
 }
 
@@ -217,8 +204,30 @@ bool AssignPens(const svg::Drawing& drawing, const std::vector<std::string>& map
   return true;
 }
 
-bool Emit(const svg::Drawing& drawing, const std::map<std::string, int>& pens,
-          const Placement& place, const ModelList& model, const Paper& paper, std::string* bytes) {
+Work Lay(const svg::Drawing& drawing, const std::map<std::string, int>& pens,
+         const Placement& place) {
+  Work work;
+  for (const svg::Shape& shape : drawing.shapes) {
+    int pen = pens.at(shape.colour);
+    for (const svg::Subpath& subpath : shape.subpaths) {
+      svg::Point start = place.Map(subpath.start);
+      plan::Path path{pen, {{start.x, start.y}}};
+      svg::Flatten(subpath, kTolerance / place.scale, [&](svg::Point p) {
+        svg::Point to = place.Map(p);
+        path.points.push_back({to.x, to.y});
+      });
+      work.paths.push_back(std::move(path));
+    }
+  }
+  for (const svg::Text& text : drawing.texts) {
+    svg::Point at = place.Map(text.position);
+    work.labels.push_back({pens.at(text.colour), {at.x, at.y}, text.size * place.scale,
+                           place.MapAngle(text.angle), text.text});
+  }
+  return work;
+}
+
+bool Emit(const Work& work, const ModelList& model, const Paper& paper, std::string* bytes) {
   Handle handle({paper.width, paper.height});
   NibSetPlotter2(handle.h, model.list);
   if (paper.index >= 0) {
@@ -228,13 +237,18 @@ bool Emit(const svg::Drawing& drawing, const std::map<std::string, int>& pens,
   }
   NibInitiate(handle.h);
   NibStartPage(handle.h);
-  for (const svg::Shape& shape : drawing.shapes) {
-    NibSetPen(handle.h, pens.at(shape.colour));
-    DrawShape(handle.h, shape, place);
+  for (const plan::Path& path : work.paths) {
+    NibSetPen(handle.h, path.pen);
+    for (std::size_t i = 1; i < path.points.size(); ++i) {
+      const plan::Point& from = path.points[i - 1];
+      const plan::Point& to = path.points[i];
+      _NibWorld4 line{{from.x, from.y}, {to.x - from.x, to.y - from.y}};
+      NibDrawLine(handle.h, &line);
+    }
   }
-  for (const svg::Text& label : drawing.texts) {
-    NibSetPen(handle.h, pens.at(label.colour));
-    DrawText(handle.h, label, place);
+  for (const Label& label : work.labels) {
+    NibSetPen(handle.h, label.pen);
+    DrawLabel(handle.h, label);
   }
   NibEndPage(handle.h);
   if (!NibTerminate(handle.h)) return false;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "model/model.h"
+#include "plan/plan.h"
 #include "svg/svg.h"
 
 namespace konib::job {
@@ -60,9 +61,29 @@ std::string ToDeviceText(const std::string& utf8);
 // The model's abort command as the device must receive it, or "".
 std::string AbortBytes(const ModelList& model, const Paper& paper);
 
-// The whole job's bytes: every shape, then every text, in document order.
+// A text that the device letters itself, placed in plot units: where its
+// first character starts, its em in plot units and its baseline's angle.
+struct Label {
+  int pen;
+  plan::Point at;
+  double em;
+  double angle;
+  std::string text;  // UTF-8, as in the drawing
+};
+
+// What the pen draws: paths, then labels.
+struct Work {
+  std::vector<plan::Path> paths;
+  std::vector<Label> labels;
+};
+
+// The drawing on the paper: each shape's outline as paths (curves cut into
+// chords), each text as a label, in document order.
+Work Lay(const svg::Drawing& drawing, const std::map<std::string, int>& pens,
+         const Placement& place);
+
+// The whole job's bytes: the paths in the order given, then the labels.
 // False when the library could not make the job (out of memory).
-bool Emit(const svg::Drawing& drawing, const std::map<std::string, int>& pens,
-          const Placement& place, const ModelList& model, const Paper& paper, std::string* bytes);
+bool Emit(const Work& work, const ModelList& model, const Paper& paper, std::string* bytes);
 
 }  // namespace konib::job
