@@ -339,6 +339,28 @@ void CheckCurves(const ModelSection& machine, const ModelSection* commands, Prob
   }
 }
 
+// konib's own keys, with the prefix Konib., which the library passes over:
+// each concern of konib knows its keys and checks their values.
+const struct ToolKeys {
+  bool (*known)(const std::string& name);
+  std::string (*check)(const std::string& name, const std::string& value);
+} kToolKeys[] = {
+    {IsConversationKey, CheckConversationValue},  // how the device takes bytes
+};
+
+// True when `v` is a key of konib's (and then checked).
+bool CheckToolKey(const ModelValue& v, const std::string& section, Problems* problems) {
+  if (!StartsNoCase(v.name, 0, "Konib.")) return false;
+  for (const ToolKeys& k : kToolKeys) {
+    if (!k.known(v.name)) continue;
+    std::string problem = k.check(v.name, v.value);
+    if (!problem.empty()) problems->Report(v, section, problem);
+    return true;
+  }
+  problems->Report(v, section, "no key of konib of that name");
+  return true;
+}
+
 // Every value of a model: its machine section and its command set.
 void CheckModel(const ModelFile& file, const ModelSection& machine, Problems* problems) {
   std::vector<std::pair<const ModelSection*, const ModelValue*>> values;
@@ -366,6 +388,7 @@ void CheckModel(const ModelFile& file, const ModelSection& machine, Problems* pr
   for (const auto& item : values) {
     const ModelSection* section = item.first;
     const ModelValue& v = *item.second;
+    if (CheckToolKey(v, section->name, problems)) continue;
     const Key* key = FindKey(v.name);
     if (key == nullptr) {
       if (!IsOtherName(v.name))

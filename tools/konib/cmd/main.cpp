@@ -71,9 +71,12 @@ int main(int argc, char** argv) {
                           "Write the device bytes to this file (- or none: stdout)");
   plotCommand->add_option("--port", plot.to.port, "Send the device bytes to this serial port");
   plotCommand->add_option("--baud", plot.to.baud, "Baud rate of the port")->capture_default_str();
-  plotCommand->add_option("--flow", plot.to.flow, "Flow control of the port")
-      ->check(CLI::IsMember({"none", "xonxoff", "rtscts"}))
-      ->capture_default_str();
+  plotCommand
+      ->add_option("--flow", plot.flow,
+                   "How the device takes bytes: xonxoff, rtscts, none, ack (a line answered "
+                   "by ok, as GRBL does) or query (ESC.B, as HP plotters); default: the "
+                   "model's Konib.Flow, else xonxoff")
+      ->check(CLI::IsMember({"none", "xonxoff", "rtscts", "ack", "query"}));
   plotCommand
       ->add_option("--progress", plot.to.progress,
                    "Progress bar on stderr: auto (on a terminal), "
@@ -90,6 +93,16 @@ int main(int argc, char** argv) {
   // Lettering: text as device codes or strokes.
 
   // Devices: how the model's device takes bytes.
+  plotCommand
+      ->add_option("--receive-buffer", plot.receiveBuffer,
+                   "With --flow ack: bytes the device's receive buffer holds (default: the "
+                   "model's Konib.ReceiveBuffer, else 128)")
+      ->check(CLI::Range(1, 1 << 20));
+  plotCommand
+      ->add_option("--timeout", plot.timeout,
+                   "Seconds the device may stay silent or hold the line before the plot ends "
+                   "(0: no limit; default: the model's Konib.Timeout, else 30)")
+      ->check(CLI::Range(0.0, 86400.0));
 
   plotCommand->add_option("--store", plot.store,
                           "Take the model from this model store (see konib models)");

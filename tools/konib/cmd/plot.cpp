@@ -68,7 +68,13 @@ int Plot(const PlotOptions& o) {
     std::fprintf(stderr, "konib: the library could not make the job (out of memory)\n");
     return kDeviceError;
   }
-  return Send(bytes, job::AbortBytes(model, paper), o.to);
+  // The conversation with the device: the model's, or the command line's.
+  Destination to = o.to;
+  if (!TakeConversation(model, o.flow, o.receiveBuffer, o.timeout, &to, &message)) {
+    std::fprintf(stderr, "konib: %s\n", message.c_str());
+    return kBadInput;
+  }
+  return Send(bytes, job::AbortBytes(model, paper), to);
 }
 
 }  // namespace konib::tool

@@ -28,6 +28,9 @@ struct PlotOptions {
   // Lettering.
 
   // Devices.
+  std::string flow;        // empty: the model's Konib.Flow, else xonxoff
+  long receiveBuffer = 0;  // 0: the model's Konib.ReceiveBuffer, else 128
+  double timeout = -1;     // below 0: the model's Konib.Timeout, else 30 s
 };
 
 int Plot(const PlotOptions& options);

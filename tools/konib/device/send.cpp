@@ -14,8 +14,49 @@
 #include <utility>
 
 #include "device/device.h"
+#include "device/internal.h"
 
 namespace konib::tool {
+
+namespace sending {
+
+Progress::Progress(std::size_t total, const std::string& mode)
+    : total_(total),
+      shown_(mode == "always" || (mode == "auto" && isatty(fileno(stderr)) != 0)),
+      start_(Clock::now()) {}
+
+void Progress::Update(std::size_t sent, bool last) {
+  if (!shown_) return;
+  auto now = Clock::now();
+  if (!last && now - drawn_ < std::chrono::milliseconds(100)) return;
+  drawn_ = now;
+  double seconds = std::chrono::duration<double>(now - start_).count();
+  std::fprintf(stderr, "\r%s", ProgressLine(sent, total_, seconds).c_str());
+  if (last) std::fputc('\n', stderr);
+  std::fflush(stderr);
+}
+
+bool Expired(Clock::time_point since, double timeout) {
+  return timeout > 0 && std::chrono::duration<double>(Clock::now() - since).count() >= timeout;
+}
+
+int Abort(Line* line, const std::string& abortBytes, std::size_t sent, std::size_t total) {
+  line->DropQueued();
+  for (std::size_t done = 0, tries = 0; done < abortBytes.size() && tries < 20; ++tries) {
+    long wrote = line->Write(abortBytes.data() + done, abortBytes.size() - done, 100);
+    if (wrote < 0) break;
+    done += static_cast<std::size_t>(wrote);
+  }
+  line->Drain();
+  std::fprintf(stderr, "\nkonib: interrupted after %zu of %zu bytes; the abort command went out\n",
+               sent, total);
+  return kInterrupted;
+}
+
+}  // namespace sending
+
+using sending::Progress;
+
 namespace {
 
 volatile std::sig_atomic_t interrupted = 0;
@@ -26,32 +67,8 @@ extern "C" void OnInterrupt(int) { interrupted = 1; }
 // even at low baud rates.
 constexpr std::size_t kChunk = 64;
 
-class Progress {
- public:
-  Progress(std::size_t total, const std::string& mode)
-      : total_(total),
-        shown_(mode == "always" || (mode == "auto" && isatty(fileno(stderr)) != 0)),
-        start_(std::chrono::steady_clock::now()) {}
-
-  void Update(std::size_t sent, bool last = false) {
-    if (!shown_) return;
-    auto now = std::chrono::steady_clock::now();
-    if (!last && now - drawn_ < std::chrono::milliseconds(100)) return;
-    drawn_ = now;
-    double seconds = std::chrono::duration<double>(now - start_).count();
-    std::fprintf(stderr, "\r%s", ProgressLine(sent, total_, seconds).c_str());
-    if (last) std::fputc('\n', stderr);
-    std::fflush(stderr);
-  }
-
- private:
-  std::size_t total_;
-  bool shown_;
-  std::chrono::steady_clock::time_point start_;
-  std::chrono::steady_clock::time_point drawn_{};
-};
-
-int SendToFile(const std::string& bytes, const std::string& abortBytes, const Destination& to) {
+int SendToFile(const std::string& bytes, const std::string& abortBytes, const Destination& to,
+               std::size_t* delivered) {
   bool toStdout = to.file.empty() || to.file == "-";
   std::FILE* out = toStdout ? stdout : std::fopen(to.file.c_str(), "wb");
   if (out == nullptr) {
@@ -67,7 +84,7 @@ int SendToFile(const std::string& bytes, const std::string& abortBytes, const De
       failed = true;
       break;
     }
-    sent += n;
+    sent = *delivered = sent + n;
     progress.Update(sent);
   }
   if (Interrupted() && !failed) std::fwrite(abortBytes.data(), 1, abortBytes.size(), out);
@@ -206,7 +223,36 @@ std::unique_ptr<Line> OpenLine(const Destination& to, std::string* error) {
 
 namespace {
 
-int SendToPort(const std::string& bytes, const std::string& abortBytes, const Destination& to) {
+// XON/XOFF, RTS/CTS or nothing: the line itself holds konib back.
+int SendPaced(Line* line, const std::string& bytes, const std::string& abortBytes,
+              const Destination& to, Progress* progress, std::size_t* delivered) {
+  std::size_t sent = 0;
+  sending::Clock::time_point moved = sending::Clock::now();
+  while (sent < bytes.size()) {
+    if (Interrupted()) return sending::Abort(line, abortBytes, sent, bytes.size());
+    std::size_t n = std::min(kChunk, bytes.size() - sent);
+    // A short timeout: the device may hold us back with flow control (a pen
+    // change, a sheet to load); we only look up, up to the timeout.
+    long wrote = line->Write(bytes.data() + sent, n, 200);
+    if (wrote < 0) {
+      std::fprintf(stderr, "\nkonib: %s: %s\n", to.port.c_str(), line->error.c_str());
+      return kDeviceError;
+    }
+    if (wrote > 0) moved = sending::Clock::now();
+    sent = *delivered = sent + static_cast<std::size_t>(wrote);
+    progress->Update(sent);
+    if (sending::Expired(moved, to.timeout)) {
+      std::fprintf(stderr,
+                   "\nkonib: %s: the device has held the line for %g s after %zu of %zu bytes\n",
+                   to.port.c_str(), to.timeout, sent, bytes.size());
+      return kDeviceError;
+    }
+  }
+  return kOk;
+}
+
+int SendToPort(const std::string& bytes, const std::string& abortBytes, const Destination& to,
+               std::size_t* delivered) {
   std::string error;
   std::unique_ptr<Line> line = OpenLine(to, &error);
   if (line == nullptr) {
@@ -214,38 +260,17 @@ int SendToPort(const std::string& bytes, const std::string& abortBytes, const De
     return kDeviceError;
   }
   Progress progress(bytes.size(), to.progress);
-  std::size_t sent = 0;
-  while (sent < bytes.size() && !Interrupted()) {
-    std::size_t n = std::min(kChunk, bytes.size() - sent);
-    // A short timeout: the device may hold us back with flow control for as
-    // long as it likes (a pen change, a sheet to load); we only look up.
-    long wrote = line->Write(bytes.data() + sent, n, 200);
-    if (wrote < 0) {
-      std::fprintf(stderr, "\nkonib: %s: %s\n", to.port.c_str(), line->error.c_str());
-      return kDeviceError;
-    }
-    sent += static_cast<std::size_t>(wrote);
-    progress.Update(sent);
-  }
-  if (Interrupted()) {
-    // What is still queued for the device is dropped; the abort goes out.
-    line->DropQueued();
-    for (std::size_t done = 0, tries = 0; done < abortBytes.size() && tries < 20; ++tries) {
-      long wrote = line->Write(abortBytes.data() + done, abortBytes.size() - done, 100);
-      if (wrote < 0) break;
-      done += static_cast<std::size_t>(wrote);
-    }
-    line->Drain();
-    std::fprintf(stderr,
-                 "\nkonib: interrupted after %zu of %zu bytes; the abort command went out\n", sent,
-                 bytes.size());
-    return kInterrupted;
-  }
+  int result = to.flow == "ack" ? sending::SendAcknowledged(line.get(), bytes, abortBytes, to,
+                                                            &progress, delivered)
+               : to.flow == "query"
+                   ? sending::SendQueried(line.get(), bytes, abortBytes, to, &progress, delivered)
+                   : SendPaced(line.get(), bytes, abortBytes, to, &progress, delivered);
+  if (result != kOk) return result;
   if (!line->Drain()) {
     std::fprintf(stderr, "\nkonib: %s: %s\n", to.port.c_str(), line->error.c_str());
     return kDeviceError;
   }
-  progress.Update(sent, true);
+  progress.Update(bytes.size(), true);
   return kOk;
 }
 
@@ -273,8 +298,13 @@ std::string ProgressLine(std::size_t sent, std::size_t total, double seconds) {
   return line;
 }
 
-int Send(const std::string& bytes, const std::string& abortBytes, const Destination& to) {
-  return to.port.empty() ? SendToFile(bytes, abortBytes, to) : SendToPort(bytes, abortBytes, to);
+int Send(const std::string& bytes, const std::string& abortBytes, const Destination& to,
+         std::size_t* delivered) {
+  std::size_t left = 0;
+  if (delivered == nullptr) delivered = &left;
+  *delivered = 0;
+  return to.port.empty() ? SendToFile(bytes, abortBytes, to, delivered)
+                         : SendToPort(bytes, abortBytes, to, delivered);
 }
 
 }  // namespace konib::tool
