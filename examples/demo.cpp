@@ -29,6 +29,15 @@ const Model kModels[] = {
     {"hpgl2.ini", "HP-GL/2 A1 Roll Plotter", "out/demo.hpgl2"},
     {"dxygl.ini", "DXY-GL A3 Pen Plotter", "out/demo.dxy"},
     {"svg.ini", "SVG Virtual Plotter", "out/demo.svg"},
+    {"gcode.ini", "G-code Servo Pen Plotter", "out/demo.gcode"},
+    {"gcode.ini", "G-code Z Pen Plotter", "out/demo-z.gcode"},
+    {"gpgl.ini", "GP-GL Pen Plotter", "out/demo.gpgl"},
+    {"gpgl.ini", "GP-GL Media-Feed Cutter", "out/demo-feed.gpgl"},
+    {"cammgl.ini", "CAMM-GL Mode 2 Cutter", "out/demo.camm2"},
+    {"cammgl.ini", "CAMM-GL Mode 1 Cutter", "out/demo.camm1"},
+    {"dmpl.ini", "DM/PL Pen Plotter", "out/demo.dmpl"},
+    {"hp75xx.ini", "HP 7475A", "out/demo.7475a"},
+    {"hp75xx.ini", "HP 7550A", "out/demo.7550a"},
 };
 
 int Write(void* cookie, const char* data, uint32_t length) {
@@ -47,7 +56,8 @@ bool ReadFile(const char* path, std::string* text) {
 // model file into the store under out/ (a registry key on Windows), checks
 // that the catalogue lists it, and loads it back from there.
 _NibREG_DATA* LoadFromStore(const std::string& path, const char* section, const std::string& text) {
-  _NibREG_DATA* fromText = NibGetRegistry2(text.data(), static_cast<unsigned long>(text.size()), nullptr, 0, section);
+  _NibREG_DATA* fromText =
+      NibGetRegistry2(text.data(), static_cast<unsigned long>(text.size()), nullptr, 0, section);
   std::string set;  // the line Command= of the machine section names the command set
   for (const _NibREG_DATA* r = fromText; r != nullptr; r = r->next) {
     if (std::strcmp(r->name, "Command") == 0) set = reinterpret_cast<const char*>(r->data);
@@ -55,7 +65,8 @@ _NibREG_DATA* LoadFromStore(const std::string& path, const char* section, const 
   NibFreeRegistry2(fromText);
   HKEY store = OpenDemoStore();
   const std::string file = std::filesystem::absolute(path).string();
-  NibSetupRegistry(store, "Models", section, section, file.c_str(), set.c_str(), set.c_str(), file.c_str());
+  NibSetupRegistry(store, "Models", section, section, file.c_str(), set.c_str(), set.c_str(),
+                   file.c_str());
   bool listed = false;
   char* names = NibGetRegModelNames(store, "Models");
   for (const char* name = names; name != nullptr && *name != '\0'; name += std::strlen(name) + 1) {
@@ -77,7 +88,8 @@ bool Plot(const std::string& folder, const Model& model) {
   }
   _NibREG_DATA* list = LoadFromStore(path, model.section, text);
   if (list == nullptr) {
-    std::fprintf(stderr, "demo: model [%s] of %s did not come back from the store\n", model.section, model.file);
+    std::fprintf(stderr, "demo: model [%s] of %s did not come back from the store\n", model.section,
+                 model.file);
     return false;
   }
   std::string bytes;
@@ -86,7 +98,8 @@ bool Plot(const std::string& folder, const Model& model) {
   _NibDeviceProc device{};
   device.cookie = &bytes;
   device.write = Write;
-  bool ok = plotter != nullptr && NibSetDeviceProc(plotter, &device) && NibSetPlotter2(plotter, list);
+  bool ok =
+      plotter != nullptr && NibSetDeviceProc(plotter, &device) && NibSetPlotter2(plotter, list);
   NibFreeRegistry2(list);
   ok = ok && demo::SheetJob(plotter).Run();
   NibFreeHandle(plotter);

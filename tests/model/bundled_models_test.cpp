@@ -46,8 +46,9 @@ std::string Job(const char* file, const char* section) {
   _NibWorld4 line{{10, 20}, {30, 0}};
   _NibWorld2 centre{100, 100};
   _NibWorld2 quarter{0, 1.5707963267948966};
-  EXPECT_EQ(NibInitiate(p) && NibStartPage(p) && NibDrawLine(p, &line) && NibDrawArc(p, &centre, 10, nullptr) &&
-                NibDrawArc(p, &centre, 20, &quarter) && NibHome(p) && NibEndPage(p) && NibTerminate(p),
+  EXPECT_EQ(NibInitiate(p) && NibStartPage(p) && NibDrawLine(p, &line) &&
+                NibDrawArc(p, &centre, 10, nullptr) && NibDrawArc(p, &centre, 20, &quarter) &&
+                NibHome(p) && NibEndPage(p) && NibTerminate(p),
             1);
   return device.bytes;
 }
@@ -72,12 +73,64 @@ TEST(BundledModels, DxyglPenPlotter) {
 
 TEST(BundledModels, SvgVirtualPlotter) {
   std::string svg = Job("svg.ini", "SVG Virtual Plotter");
-  EXPECT_EQ(svg.substr(0, 163),
-            "<?xml version=\"1.0\" encoding=\"windows-31j\"?>\r\n<svg xmlns=\"http://www.w3.org/2000/svg\" "
-            "width=\"400.0mm\" height=\"277.0mm\" viewBox=\"0 0 4000 2770\">\r\n<rect width=\"100%\"");
-  EXPECT_NE(svg.find("<g stroke=\"black\">\r\n<line x1=\"100.0\" y1=\"2570.0\" x2=\"400.0\" y2=\"2570.0\"/>"),
-            std::string::npos);
+  EXPECT_EQ(
+      svg.substr(0, 163),
+      "<?xml version=\"1.0\" encoding=\"windows-31j\"?>\r\n<svg "
+      "xmlns=\"http://www.w3.org/2000/svg\" "
+      "width=\"400.0mm\" height=\"277.0mm\" viewBox=\"0 0 4000 2770\">\r\n<rect width=\"100%\"");
+  EXPECT_NE(
+      svg.find(
+          "<g stroke=\"black\">\r\n<line x1=\"100.0\" y1=\"2570.0\" x2=\"400.0\" y2=\"2570.0\"/>"),
+      std::string::npos);
   EXPECT_EQ(Tail(svg, 18), "</g></g>\r\n</svg>\r\n");
+}
+
+// The device languages of today's plotters, each with a line from (10, 20)
+// to (40, 20) between the job's frame. The bytes are written from each
+// language's command definitions. The G-code models lift and lower the pen
+// through the extension module penstate, which sends a change only: the
+// pen goes up before the move, down before the line, up at the page's end,
+// and the job's end, where it is up already, sends nothing.
+TEST(BundledModels, DeviceLanguages) {
+  const struct {
+    const char* file;
+    const char* section;
+    const char* expected;
+  } cases[] = {
+      {"gcode.ini", "G-code Servo Pen Plotter",
+       "G21\nG90\nG94\nM3 S20\nG4 P0.15\nG0 X10.000 Y20.000\nM3 S30\nG4 P0.15\n"
+       "G1 X40.000 Y20.000 F1500\nM3 S20\nG4 P0.15\n"},
+      {"gcode.ini", "G-code Z Pen Plotter",
+       "G21\nG90\nG94\nG0 Z5\nG0 X10.000 Y20.000\nG1 Z0 F300\nG1 X40.000 Y20.000 F1500\nG0 Z5\n"},
+      {"gpgl.ini", "GP-GL Pen Plotter", "H\003J1\003M100,200\003D400,200\003J0\003H\003"},
+      // The feed axis first, from the top edge of 277: 257 mm, then x.
+      {"gpgl.ini", "GP-GL Media-Feed Cutter", "H\003J1\003M2570,100\003D2570,400\003J0\003H\003"},
+      {"cammgl.ini", "CAMM-GL Mode 2 Cutter",
+       "IN;PA;\r\nSP1;\r\nPU400,800;PD1600,800;PU;SP0;\r\nIN;\r\n"},
+      {"cammgl.ini", "CAMM-GL Mode 1 Cutter", "H\r\nJ1\r\nM400,800\r\nD1600,800\r\nJ0\r\nH\r\n"},
+      // 0.001 inch a step: 10 mm is 393.7, 20 mm 787.4, 40 mm 1574.8.
+      {"dmpl.ini", "DM/PL Pen Plotter",
+       ";:H A L0 EC1 \r\nP1 \r\nU394,787 D1575,787 U P0 \r\nH @ \r\n"},
+      // 1021 units to the inch: 10 mm is 402.0, not 400.
+      {"hp75xx.ini", "HP 7475A",
+       "\x1b.@;0:\x1b.I150;;17:\x1b.N;19:IN;DF;PA;\r\nPU;PA;SP1;\r\nLT;PU402,804;PD1608,804;PU;SP0;"
+       "\r\nIN;\r\n"},
+      {"hp75xx.ini", "HP 7550A",
+       "\x1b.@;0:\x1b.I150;;17:\x1b.N;19:IN;DF;PA;\r\nPU;PA;SP1;\r\nLT;PU400,800;PD1600,800;PU;SP0;"
+       "\r\nIN;\r\n"},
+  };
+  for (const auto& c : cases) {
+    test::HandlePtr plotter(400, 277);
+    test::TestDevice device;
+    device.BindWrite(plotter.get());
+    TakeModel(plotter.get(), c.file, c.section);
+    void* p = plotter.get();
+    _NibWorld4 line{{10, 20}, {30, 0}};
+    EXPECT_EQ(NibInitiate(p) && NibStartPage(p) && NibDrawLine(p, &line) && NibEndPage(p) &&
+                  NibTerminate(p),
+              1);
+    EXPECT_EQ(device.bytes, c.expected) << c.section;
+  }
 }
 
 // A solid circle of radius 10 (far below the default arc limit of 150)
@@ -97,6 +150,12 @@ TEST(BundledModels, EverySolidCircleReachesThePaper) {
       {"dxygl.ini", "DXY-GL A3 Pen Plotter", "C1000,1000,100,0,360\r\n", 22},
       {"svg.ini", "SVG Virtual Plotter", "<line x1=\"1100.0\" y1=\"1770.0\"", 300 * 50},
       {"digitizer.ini", "HP-GL Digitizing Plotter", "PU4400,4000;PD4400,4008;", 300 * 10},
+      {"gcode.ini", "G-code Servo Pen Plotter", "M3 S20\nG4 P0.15\nG0 X110.000 Y100.000\nM3 S30\n",
+       300 * 20},
+      {"gpgl.ini", "GP-GL Pen Plotter", "M1100,1000\003D1100,1002\003", 300 * 10},
+      {"cammgl.ini", "CAMM-GL Mode 1 Cutter", "M4400,4000\r\nD4400,4008\r\n", 300 * 10},
+      {"dmpl.ini", "DM/PL Pen Plotter", "U4331,3937 D4331,3945 ", 300 * 10},
+      {"hp75xx.ini", "HP 7475A", "PU4020,4020;CI402;", 18},
   };
   for (const auto& c : cases) {
     test::HandlePtr plotter(400, 277);
@@ -122,10 +181,10 @@ TEST(BundledModels, Lettering) {
     const char* expected;
   } cases[] = {
       {"hpgl.ini", "HP-GL A3 Pen Plotter",
-       "SP1;\r\nLT;PU400,2000;SI0.2000,0.4000;DI0.00,100.00;SL0;LBA\x03PU400,2120;SI0.2000,0.4000;"
-       "LB<\x03"
-       "PU400,2240;SI0.2000,0.4000;LB1\x03PU400,2000;SI0.2000,0.4000;DI100.00,0.00;LBA\x03"
-       "PU520,2000;SI0.2000,0.4000;LB<\x03PU640,2000;SI0.2000,0.4000;LB1\x03"},
+       "SP1;\r\nLT;PU400,2000;SI0.2000,0.4000;DI0.00,100.00;SL0;LBA\003PU400,2120;SI0.2000,0.4000;"
+       "LB<\003"
+       "PU400,2240;SI0.2000,0.4000;LB1\003PU400,2000;SI0.2000,0.4000;DI100.00,0.00;LBA\003"
+       "PU520,2000;SI0.2000,0.4000;LB<\003PU640,2000;SI0.2000,0.4000;LB1\003"},
       {"dxygl.ini", "DXY-GL A3 Pen Plotter",
        "J1\r\nL0\r\nM100,500\r\nS40\r\nQ1\r\nPA\r\nM100,530\r\nS40\r\nQ1\r\nP<\r\nM100,"
        "560\r\nS40\r\nQ1\r\n"

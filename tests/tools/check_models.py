@@ -16,6 +16,11 @@ BUNDLED = {
     "dxygl.ini": [r"^  style 0, circle \(200,100\) r 30 +C2000,1000,300,0,360\\n$"],
     "svg.ini": [r"^  NibTerminate +</svg>\\n$", r"^  .*\.\.\. \(\d+ bytes\)$"],
     "digitizer.ini": [],
+    "gcode.ini": [r"^  line \(110,10\)-\(110,60\) +G1 X110\.000 Y60\.000 F1500\\\$0A$"],
+    "gpgl.ini": [r"^  pen 1, line \(10,10\)-\(110,10\) +J1\\\$03M100,100\\\$03D1100,100\\\$03$"],
+    "cammgl.ini": [r"^  NibInitiate +IN;PA;\\n$"],
+    "dmpl.ini": [r"^  NibTerminate +H @ \\n$"],
+    "hp75xx.ini": [r"^  NibInitiate +\\\$1B\.@;0:\\\$1B\.I150;;17:\\\$1B\.N;19:IN;DF;PA;\\n$"],
 }
 
 # Models whose curves would vanish: a limit that hands circles or arcs to a

@@ -16,7 +16,9 @@ endfunction()
 run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${PREFIX})
 foreach(file include/KoNib.h lib/cmake/KoNib/KoNibConfig.cmake lib/pkgconfig/KoNib.pc bin/konib
              share/konib/models/hpgl.ini share/konib/models/hpgl2.ini share/konib/models/dxygl.ini
-             share/konib/models/svg.ini share/konib/models/digitizer.ini share/konib/sample.svg)
+             share/konib/models/svg.ini share/konib/models/digitizer.ini share/konib/models/gcode.ini
+             share/konib/models/gpgl.ini share/konib/models/cammgl.ini share/konib/models/dmpl.ini
+             share/konib/models/hp75xx.ini share/konib/sample.svg)
   if(NOT EXISTS ${PREFIX}/${file})
     message(FATAL_ERROR "not installed: ${file}")
   endif()
@@ -56,5 +58,15 @@ run(${PREFIX}/bin/konib plot ${PREFIX}/share/konib/sample.svg --model hpgl -o ${
 file(READ ${PREFIX}/sample.hpgl plotted LIMIT 11 HEX)
 if(NOT plotted STREQUAL "494e3b44463b50413b0d0a")  # IN;DF;PA; CR LF
   message(FATAL_ERROR "the installed konib plotted \"${plotted}\"")
+endif()
+# The G-code models call the extension module penstate, installed beside
+# the library: the pen goes down once for the first line, and not again
+# before the second line of the same stroke.
+run(${PREFIX}/bin/konib plot ${PREFIX}/share/konib/sample.svg --model gcode -o ${PREFIX}/sample.gcode)
+file(READ ${PREFIX}/sample.gcode plotted)
+string(FIND "${plotted}" "M3 S30\nG4 P0.15\nG1 " down)
+string(FIND "${plotted}" "F1500\nG1 " along)
+if(down EQUAL -1 OR along EQUAL -1)
+  message(FATAL_ERROR "the installed konib plotted G-code without the pen module:\n${plotted}")
 endif()
 message(STATUS "installed, and built against with CMake, pkg-config and a plain compiler line")
