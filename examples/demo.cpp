@@ -38,6 +38,7 @@ const Model kModels[] = {
     {"dmpl.ini", "DM/PL Pen Plotter", "out/demo.dmpl"},
     {"hp75xx.ini", "HP 7475A", "out/demo.7475a"},
     {"hp75xx.ini", "HP 7550A", "out/demo.7550a"},
+    {"ebb.ini", "AxiDraw EiBotBoard", "out/demo.ebb"},
 };
 
 int Write(void* cookie, const char* data, uint32_t length) {

@@ -115,6 +115,14 @@ TEST(BundledModels, DeviceLanguages) {
       {"hp75xx.ini", "HP 7475A",
        "\x1b.@;0:\x1b.I150;;17:\x1b.N;19:IN;DF;PA;\r\nPU;PA;SP1;\r\nLT;PU402,804;PD1608,804;PU;SP0;"
        "\r\nIN;\r\n"},
+      // Motor steps of 0.0125 mm, y from the top edge (277 - 20 mm is 20560
+      // steps), motor 1 x + y and motor 2 x - y. The travel of 257.19 mm at
+      // 75 mm/s takes 3430 ms; the line of 30 mm at 25 mm/s 1200 ms; the way
+      // home from (3200, 20560) steps, 260.09 mm, 3468 ms.
+      {"ebb.ini", "AxiDraw EiBotBoard",
+       "EM,1,1\rSC,4,20641\rSC,5,15248\rSP,1,150\rSM,3430,21360,-19760\rSP,0,150\rSM,1200,2400,"
+       "2400\r"
+       "SP,1,150\rSM,3468,-23760,17360\r"},
       {"hp75xx.ini", "HP 7550A",
        "\x1b.@;0:\x1b.I150;;17:\x1b.N;19:IN;DF;PA;\r\nPU;PA;SP1;\r\nLT;PU400,800;PD1600,800;PU;SP0;"
        "\r\nIN;\r\n"},
@@ -131,6 +139,24 @@ TEST(BundledModels, DeviceLanguages) {
               1);
     EXPECT_EQ(device.bytes, c.expected) << c.section;
   }
+}
+
+// The EiBotBoard refuses a move in which a turning motor makes fewer than
+// 1.31 steps a second. A line of 4000 steps across and 3999 up turns motor 1
+// by one step in 2829 ms (70.70 mm at 25 mm/s): the module cuts it into
+// four pieces of at most 750 ms, the step falling in the second.
+TEST(BundledModels, EiBotBoardKeepsEachMotorFastEnough) {
+  test::HandlePtr plotter(400, 277);
+  test::TestDevice device;
+  device.BindPut(plotter.get());
+  TakeModel(plotter.get(), "ebb.ini", "AxiDraw EiBotBoard");
+  void* p = plotter.get();
+  _NibWorld4 line{{10, 100}, {50, 49.9875}};
+  _NibWorld4 there{{10, 100}, {0, 0}};  // the pen down at the line's start
+  ASSERT_EQ(NibInitiate(p) && NibStartPage(p) && NibDrawLine(p, &there), 1);
+  device.bytes.clear();
+  ASSERT_EQ(NibDrawLine(p, &line), 1);
+  EXPECT_EQ(device.bytes, "SM,707,0,2000\rSM,708,1,2000\rSM,707,0,1999\rSM,707,0,2000\r");
 }
 
 // A solid circle of radius 10 (far below the default arc limit of 150)

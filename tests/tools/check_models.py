@@ -20,6 +20,7 @@ BUNDLED = {
     "gpgl.ini": [r"^  pen 1, line \(10,10\)-\(110,10\) +J1\\\$03M100,100\\\$03D1100,100\\\$03$"],
     "cammgl.ini": [r"^  NibInitiate +IN;PA;\\n$"],
     "dmpl.ini": [r"^  NibTerminate +H @ \\n$"],
+    "ebb.ini": [r"^  NibInitiate +EM,1,1\\\$0DSC,4,20641\\\$0DSC,5,15248\\\$0D$"],
     "hp75xx.ini": [r"^  NibInitiate +\\\$1B\.@;0:\\\$1B\.I150;;17:\\\$1B\.N;19:IN;DF;PA;\\n$"],
 }
 

@@ -121,6 +121,28 @@ def gpgl_strokes(data, step, feed_first=False):
     return pen.strokes
 
 
+def ebb_strokes(data, step):
+    """The EiBotBoard: commands end in CR; SM,<ms>,<m1>,<m2> moves the two
+    motors of an H-bot (x = (m1 + m2) / 2, y = (m1 - m2) / 2 steps, y from
+    the top edge), SP,1 lifts the pen and SP,0 lowers it. Every move must
+    keep each turning motor within the board's 1.31 to 25000 steps a second."""
+    pen = Pen(step)
+    x = y = 0
+    pen.go(0, SHEET_HEIGHT / step)
+    for command in data.decode("ascii").split("\r"):
+        fields = command.split(",")
+        if fields[0] == "SP":
+            pen.down = fields[1] == "0"
+        elif fields[0] == "SM":
+            ms, m1, m2 = (int(v) for v in fields[1:4])
+            for m in (m1, m2):
+                if ms < 1 or (m != 0 and not 1.31 <= abs(m) * 1000 / ms <= 25000):
+                    raise ValueError(f"{command}: a motor outside 1.31 to 25000 steps a second")
+            x, y = x + (m1 + m2) / 2, y + (m1 - m2) / 2
+            pen.go(x, SHEET_HEIGHT / step - y)
+    return pen.strokes
+
+
 def dmpl_strokes(data, step):
     """DM/PL: blank-separated; U and D set the pen for the pairs behind
     them, P picks a pen, H goes home; ;: starts, A, L, EC and @ set modes."""
@@ -228,6 +250,8 @@ MODELS = [
     ("demo.gpgl", gpgl_strokes, 0.1),
     ("demo-feed.gpgl", lambda d, s: gpgl_strokes(d, s, feed_first=True), 0.1),
     ("demo.dmpl", dmpl_strokes, 0.0254),
+    # A step of 0.0125 mm is finer than the SVG sheet's 0.01 mm numbers.
+    ("demo.ebb", ebb_strokes, 0.0125, 0.02),
 ]
 
 
@@ -235,9 +259,9 @@ def main():
     folder = sys.argv[1]
     reference = svg_strokes(open(os.path.join(folder, "demo.svg"), encoding="cp932").read())
     failures = []
-    for file, reader, step in MODELS:
+    for file, reader, step, *tolerance in MODELS:
         data = open(os.path.join(folder, file), "rb").read()
-        failures += compare(file, reader(data, step), reference, step)
+        failures += compare(file, reader(data, step), reference, max([step] + tolerance))
     for file, golden in GOLDEN.items():
         data = open(os.path.join(folder, file), "rb").read()
         if not data.startswith(golden):

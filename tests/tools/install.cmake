@@ -18,7 +18,7 @@ foreach(file include/KoNib.h lib/cmake/KoNib/KoNibConfig.cmake lib/pkgconfig/KoN
              share/konib/models/hpgl.ini share/konib/models/hpgl2.ini share/konib/models/dxygl.ini
              share/konib/models/svg.ini share/konib/models/digitizer.ini share/konib/models/gcode.ini
              share/konib/models/gpgl.ini share/konib/models/cammgl.ini share/konib/models/dmpl.ini
-             share/konib/models/hp75xx.ini share/konib/sample.svg)
+             share/konib/models/hp75xx.ini share/konib/models/ebb.ini share/konib/sample.svg)
   if(NOT EXISTS ${PREFIX}/${file})
     message(FATAL_ERROR "not installed: ${file}")
   endif()

@@ -11,6 +11,9 @@ The same controller answering "error:20" to line 40 must stop konib with
 exit 2 and a message that names the line; one that never answers must end
 konib with exit 2 within its timeout, not hang it.
 
+An EiBotBoard-like controller does the same with commands ended by CR,
+each answered OK.
+
 An HP-like plotter keeps 1024 bytes, plots them at a fixed rate and
 answers ESC.B with its free space: asking before each piece (buffer query)
 no byte is lost, and without asking bytes are lost.
@@ -37,7 +40,7 @@ def spiral(folder, points):
 
 class Grbl:
     """Executes a line every LINE_TIME seconds out of a 128-byte buffer."""
-    LINE_TIME, CAPACITY = 0.0003, 128
+    LINE_TIME, CAPACITY, END, OK = 0.0003, 128, b"\n", b"ok\r\n"
 
     def __init__(self, error_at=0, silent=False):
         self.buffer, self.received, self.lost, self.lines = bytearray(), bytearray(), 0, 0
@@ -55,14 +58,22 @@ class Grbl:
         return b""
 
     def run(self, now):
-        if self.silent or now < self.next_at or b"\n" not in self.buffer:
+        if self.silent or now < self.next_at or self.END not in self.buffer:
             return b""
-        end = self.buffer.index(b"\n") + 1
+        end = self.buffer.index(self.END) + 1
         self.received += self.buffer[:end]
         del self.buffer[:end]
         self.lines += 1
         self.next_at = now + self.LINE_TIME
-        return b"error:20\r\n" if self.lines == self.error_at else b"ok\r\n"
+        return b"error:20\r\n" if self.lines == self.error_at else self.OK
+
+
+class EiBotBoard(Grbl):
+    """The same with the board's 64 bytes, commands ended by CR and OK."""
+    CAPACITY, END, OK = 64, b"\r", b"OK\r\n"
+
+    def greeting(self):
+        return b""
 
 
 class HpPlotter:
@@ -171,6 +182,13 @@ def main():
     print(f"a silent controller: exit {code} after {seconds:.1f} s, {err.strip()!r}")
     if code != 2 or "no answer for 1 s to line 1: G21" not in err or seconds > 10:
         failures.append("a silent controller should end konib with exit 2 within its timeout")
+
+    ebb = expected("ebb")
+    board = EiBotBoard()
+    code, err, _ = plot(konib, drawing, "ebb", "ack", board)
+    print(f"EiBotBoard, --flow ack: exit {code}, {len(board.received)} of {len(ebb)} bytes, {board.lost} lost")
+    if code != 0 or board.received != ebb or board.lost:
+        failures.append(f"the board's commands must all arrive, each answered OK: {err}")
 
     hpgl = expected("hp75xx")
     for flow in ("query", "none"):

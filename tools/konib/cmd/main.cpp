@@ -39,10 +39,10 @@ int main(int argc, char** argv) {
   CLI::App* plotCommand = app.add_subcommand("plot", "Plot an SVG drawing through a device model");
   plotCommand->add_option("drawing", plot.drawing, "The SVG drawing")->required();
   plotCommand
-      ->add_option(
-          "--model", plot.model,
-          "A model: a name (hpgl, hpgl2, dxygl, svg, gcode, gpgl, cammgl, dmpl, hp75xx), a model's "
-          "section name, or a model file")
+      ->add_option("--model", plot.model,
+                   "A model: a name (hpgl, hpgl2, dxygl, svg, gcode, gpgl, cammgl, dmpl, hp75xx, "
+                   "ebb), a model's "
+                   "section name, or a model file")
       ->capture_default_str();
   plotCommand->add_option("--section", plot.section,
                           "The model's section in its file (default: the first model)");

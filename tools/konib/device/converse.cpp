@@ -1,7 +1,9 @@
 // The conversations in which konib reads the device's answers.
 //
-// Line acknowledge (GRBL, FluidNC and other G-code firmware): the device
-// answers each line with "ok", or "error:N", or raises "ALARM:N". Waiting
+// Line acknowledge (GRBL, FluidNC and other G-code firmware; the
+// EiBotBoard): the device answers each line with "ok" (the board: "OK"), or
+// "error:N", or raises "ALARM:N" (the board: a reply that starts with !).
+// A line ends in LF, CR LF, or CR alone (the board's). Waiting
 // for each ok before the next line leaves the device idle between short
 // segments, so konib counts characters instead: it keeps sending while the
 // bytes of the lines not yet answered fit the device's receive buffer, and
@@ -126,7 +128,10 @@ int SendAcknowledged(Line* line, const std::string& bytes, const std::string& ab
     // As many lines as the receive buffer takes; a line longer than the
     // whole buffer goes alone.
     while (next < bytes.size()) {
-      std::size_t end = bytes.find('\n', next);
+      std::size_t end = bytes.find_first_of("\r\n", next);
+      if (end != std::string::npos && bytes[end] == '\r' && end + 1 < bytes.size() &&
+          bytes[end + 1] == '\n')
+        ++end;
       end = end == std::string::npos ? bytes.size() : end + 1;
       if (!unanswered.empty() && inFlight + (end - next) > to.receiveBuffer) break;
       int written = WriteAll(line, bytes.data() + next, end - next, to);
@@ -150,11 +155,11 @@ int SendAcknowledged(Line* line, const std::string& bytes, const std::string& ab
       return kDeviceError;
     }
     heard = Clock::now();
-    if (reply == "ok") {
+    if (reply == "ok" || reply == "OK") {
       inFlight -= unanswered.front().length;
       unanswered.pop_front();
       ++answered;
-    } else if (StartsWith(reply, "error") || StartsWith(reply, "ALARM")) {
+    } else if (StartsWith(reply, "error") || StartsWith(reply, "ALARM") || StartsWith(reply, "!")) {
       std::fprintf(stderr, "\nkonib: %s: the device answered \"%s\" to line %zu: %s\n",
                    to.port.c_str(), reply.c_str(), answered + 1,
                    Shown(bytes, unanswered.front().start, unanswered.front().length).c_str());
