@@ -7,6 +7,7 @@ loses what does not fit, and executes one line at a time out of it, each
 answered "ok". With the line acknowledge (konib counts the characters of
 unanswered lines) every byte must arrive; without it the same controller
 must lose bytes, which shows that the first case was not passed by luck.
+Ctrl-C must end the plot with GRBL's soft reset (Ctrl-X) and exit 130.
 The same controller answering "error:20" to line 40 must stop konib with
 exit 2 and a message that names the line; one that never answers must end
 konib with exit 2 within its timeout, not hang it.
@@ -22,6 +23,7 @@ usage: pty_devices.py KONIB FOLDER"""
 import math
 import os
 import select
+import signal
 import subprocess
 import sys
 import time
@@ -115,7 +117,7 @@ class HpPlotter:
         return b""
 
 
-def plot(konib, drawing, model, flow, device, timeout=None):
+def plot(konib, drawing, model, flow, device, timeout=None, interrupt_after=None):
     master, slave = os.openpty()
     tty.setraw(slave)
     os.write(master, device.greeting())
@@ -138,6 +140,9 @@ def plot(konib, drawing, model, flow, device, timeout=None):
         answer = device.run(now)
         if answer:
             os.write(master, answer)
+        if interrupt_after is not None and now - started > interrupt_after:
+            child.send_signal(signal.SIGINT)
+            interrupt_after = None
         if child.poll() is not None and now - heard > 0.5:
             break
     else:
@@ -170,6 +175,14 @@ def main():
             failures.append(f"with the line acknowledge every byte must arrive: {err}")
         if flow == "none" and grbl.lost == 0:
             failures.append("without the line acknowledge the controller should have lost bytes")
+
+    grbl = Grbl()
+    grbl.LINE_TIME = 0.002
+    code, err, _ = plot(konib, drawing, "gcode", "ack", grbl, interrupt_after=0.5)
+    tail = bytes(grbl.received + grbl.buffer)
+    print(f"GRBL, Ctrl-C: exit {code}, {len(grbl.received)} bytes executed, ends {tail[-8:]!r}")
+    if code != 130 or not tail.endswith(b"\x18") or not gcode.startswith(bytes(grbl.received)):
+        failures.append("Ctrl-C should send GRBL's soft reset behind what went out, and exit 130")
 
     grbl = Grbl(error_at=40)
     code, err, _ = plot(konib, drawing, "gcode", "ack", grbl)
