@@ -39,12 +39,13 @@ constexpr unsigned kSlice = 100;
 class Replies {
  public:
   explicit Replies(Line* line) : line_(line) {}
-  // 1 and a whole line, 0 when none came within `milliseconds`, -1 on a
-  // failure of the line.
+  // 1 and a whole line, 0 when none came within `milliseconds` (also while
+  // a device chatters without a line end), -1 on a failure of the line.
   int Next(std::string* text, unsigned milliseconds) {
     Clock::time_point until = Clock::now() + std::chrono::milliseconds(milliseconds);
     for (;;) {
       auto left = std::chrono::duration_cast<std::chrono::milliseconds>(until - Clock::now());
+      if (left.count() <= 0) return 0;
       char c = 0;
       long got = line_->Read(&c, static_cast<unsigned>(std::max<long long>(0, left.count())));
       if (got < 0) return -1;
