@@ -73,6 +73,70 @@ extern const char kDigitPairs[];
 // Writes 24 bytes, the rest of them scratch.
 std::size_t FormatLongWhole(std::uint64_t magnitude, char* out);
 
+// The two digits of `i` (below 100) as the two low bytes of a word, the
+// first digit lowest. Written byte by byte so that it reads alike on every
+// byte order; compilers make one 16-bit load of it.
+inline std::uint64_t DigitPair(std::uint32_t i) {
+  const auto* pair = reinterpret_cast<const unsigned char*>(kDigitPairs) + 2 * std::size_t{i};
+  return std::uint64_t{pair[0]} | std::uint64_t{pair[1]} << 8;
+}
+
+// Stores the eight bytes of `word` at `out`, the lowest first, as one
+// store: the bytes of FormatWhole's digits in their order.
+inline void StoreWord(char* out, std::uint64_t word) {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+  for (int i = 0; i < 8; ++i) out[i] = static_cast<char>(word >> (8 * i));
+#else
+  std::memcpy(out, &word, sizeof word);
+#endif
+}
+
+namespace detail {
+// Lemire's digit count: for the numbers whose highest bit is bit i, the
+// count is d or d + 1, the step at the power of ten 10^d. The entry holds
+// d in its high half and, where the step falls among these numbers, 2^32 -
+// 10^d in its low half, so that adding the number carries into d exactly
+// from 10^d on.
+constexpr std::uint64_t DigitCountEntry(int bit) {
+  std::uint64_t power = 10;  // the least power of ten above 2^bit
+  std::uint64_t digits = 1;  // and the digits of 2^bit
+  while (power <= (std::uint64_t{1} << bit)) {
+    power *= 10;
+    ++digits;
+  }
+  const std::uint64_t high = digits << 32;
+  return power < (std::uint64_t{2} << bit) ? high + ((std::uint64_t{1} << 32) - power) : high;
+}
+
+struct DigitCountTable {
+  std::uint64_t entry[32];
+  constexpr DigitCountTable() : entry() {
+    for (int bit = 0; bit < 32; ++bit) entry[bit] = DigitCountEntry(bit);
+  }
+};
+inline constexpr DigitCountTable kDigitCounts{};
+
+// The place of the highest set bit of `v`, which is not 0.
+inline int HighestBit(std::uint32_t v) {
+#if defined(__GNUC__)
+  return 31 - __builtin_clz(v);
+#else
+  int bit = 0;
+  while (v >>= 1) ++bit;
+  return bit;
+#endif
+}
+}  // namespace detail
+
+// The number of decimal digits of `v`, 1 for 0, without a branch: a
+// leading-zero count, one table entry and an addition. Comparisons with
+// each power of ten in turn cost three times the instructions, and the
+// lengths of coordinates are as good as random to a branch.
+inline std::size_t DigitCount(std::uint32_t v) {
+  return static_cast<std::size_t>(
+      (v + detail::kDigitCounts.entry[detail::HighestBit(v | 1)]) >> 32);
+}
+
 // The digits of `value` rounded to a whole number as the fixed notation of
 // the platform rounds, to the nearest and a tie to the even neighbour, into
 // `out`, with "-" in front of a negative result; 0 has no sign. Returns the
@@ -105,15 +169,16 @@ inline std::size_t FormatWhole(double value, char* out) {
   out[0] = '-';  // kept only for a negative number
   out += sign;
   if (magnitude >= 100000) return sign + FormatLongWhole(magnitude, out);
-  // Five digits with leading zeros, of which the significant ones are taken.
+  // Five digits with leading zeros as the bytes of a word, shifted so that
+  // the significant ones lead, and stored at once. Kept in a register: eight
+  // bytes read back from a scratch array written piecemeal would wait for
+  // those stores to retire, the costliest step of a line.
   const auto v = static_cast<std::uint32_t>(magnitude);
   const std::uint32_t low4 = v % 10000;
-  char digits[16] = {};
-  digits[0] = static_cast<char>('0' + v / 10000);
-  std::memcpy(digits + 1, kDigitPairs + (low4 / 100) * 2, 2);
-  std::memcpy(digits + 3, kDigitPairs + (low4 % 100) * 2, 2);
-  const std::size_t length = 1u + (v >= 10) + (v >= 100) + (v >= 1000) + (v >= 10000);
-  std::memcpy(out, digits + 5 - length, 8);
+  const std::uint64_t digits = static_cast<std::uint64_t>('0' + v / 10000) |
+                               DigitPair(low4 / 100) << 8 | DigitPair(low4 % 100) << 24;
+  const std::size_t length = DigitCount(v);
+  StoreWord(out, digits >> (8 * (5 - length)));
   return sign + length;
 }
 
