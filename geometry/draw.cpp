@@ -30,17 +30,18 @@ double SquaredDistance(const _NibWorld2& a, const _NibWorld2& b) {
 }
 
 // Whether the distance from `from` to `a` exceeds that to `b`, as their
-// square roots compare. The squares decide when they lie far enough apart
-// that no rounding of the roots could make them equal; only a near tie
-// takes the roots themselves.
+// square roots compare. The squares decide when they lie apart by more than
+// a few parts in a thousand million, where no rounding of the roots could
+// make them equal or turn them round; only a near tie takes the roots.
 bool FartherThan(const _NibWorld2& from, const _NibWorld2& a, const _NibWorld2& b) {
   const double sa = SquaredDistance(from, a);
   const double sb = SquaredDistance(from, b);
-  if (sb > 1e-290 && sb < 1e290) {  // full precision, and room to widen
+  if (sb > 1e-290 && sb < 1e290) {  // full precision
     // Which end is nearer is as good as random: one test that is nearly
-    // always true, not two that a guess gets wrong half of the time.
-    const bool farther = sa > sb * (1 + 1e-9);
-    if (farther | (sa < sb * (1 - 1e-9))) return farther;
+    // always true, and the answer as a flag. Two tests joined by `|` came
+    // out as two branches, one of them wrong half of the time.
+    const double gap = sa - sb;
+    if (std::fabs(gap) > sb * 2e-9) return gap > 0;
   }
   return std::sqrt(sa) > std::sqrt(sb);
 }
