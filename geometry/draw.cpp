@@ -147,7 +147,9 @@ NibHandle* Admit(void* handle, bool* skip) {
 
 int DrawStroke(NibHandle* h, const Stroke& stroke, int style, bool reversed) {
   Stroke visible = stroke;
-  if (h->clipEnabled != 0 && ClipLine(stroke, h->clipRect, &visible) == 0) return Result(h);
+  if (h->clipEnabled != 0 && ClipLine(stroke, h->clipRect, LooseBox::Kept(h->clipBox), &visible) == 0) {
+    return Result(h);
+  }
   SelectStyle(h, style);
   const _NibWorld2 start{visible.x, visible.y};
   const _NibWorld2 end{visible.x + visible.dx, visible.y + visible.dy};
