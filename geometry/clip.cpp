@@ -37,13 +37,9 @@ int ClipLine(const Stroke& stroke, const double rect[4], Stroke* result) {
   return ClipLine(stroke, rect, LooseBox::Of(rect), result);
 }
 
-int ClipLine(const Stroke& stroke, const double rect[4], const LooseBox& box, Stroke* result) {
+int ClipCrossing(const Stroke& stroke, const double rect[4], const LooseBox& box, Stroke* result) {
   const Point s{stroke.x, stroke.y};
   const Point e{stroke.x + stroke.dx, stroke.y + stroke.dy};
-  if (box.Contains(s.x, s.y) && box.Contains(e.x, e.y)) {
-    *result = stroke;
-    return 1;
-  }
   if (kT >= stroke.dx * stroke.dx + stroke.dy * stroke.dy) return 0;
 
   // Candidates: both ends, and where the line meets the lines through the

@@ -48,8 +48,20 @@ constexpr int kMaxArcPieces = 9;
 // inside comes back bit for bit. Returns 1, or 0 when nothing is visible.
 int ClipLine(const Stroke& stroke, const double rect[4], Stroke* result);
 
-// The same, with `box`, LooseBox::Of(rect), made already.
-int ClipLine(const Stroke& stroke, const double rect[4], const LooseBox& box, Stroke* result);
+// ClipLine's way for a stroke that does not lie wholly within `box`.
+int ClipCrossing(const Stroke& stroke, const double rect[4], const LooseBox& box, Stroke* result);
+
+// ClipLine with `box`, LooseBox::Of(rect), made already. Inline: most
+// strokes lie wholly inside, and that is two tests.
+inline int ClipLine(const Stroke& stroke, const double rect[4], const LooseBox& box,
+                    Stroke* result) {
+  if (box.Contains(stroke.x, stroke.y) &&
+      box.Contains(stroke.x + stroke.dx, stroke.y + stroke.dy)) {
+    *result = stroke;
+    return 1;
+  }
+  return ClipCrossing(stroke, rect, box, result);
+}
 
 // The visible arcs of a circle (`angles` null) or of an arc (start and
 // sweep, the sweep not negative) within `rect`. Returns -1 when the whole

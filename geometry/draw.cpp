@@ -156,15 +156,8 @@ int DrawStroke(NibHandle* h, const Stroke& stroke, int style, bool reversed) {
   return reversed ? CommandStroke(h, end, start) : CommandStroke(h, start, end);
 }
 
-int DrawPenStrokes(NibHandle* h, const Stroke& stroke, int style) {
+int DrawOffsetStrokes(NibHandle* h, const Stroke& stroke, int style) {
   const NibPenRow& pen = CurrentPen(h);
-  // A pen of one stroke is offset by a zero, which changes no coordinate
-  // that is not itself a zero. A spacing of sane size keeps the normal
-  // finite, so that the zero is not a NaN.
-  if (pen.strokes == 1 && std::fabs(pen.strokeSpacing) < 1e250 && stroke.x != 0.0 &&
-      stroke.y != 0.0) {
-    return DrawStroke(h, stroke, style, false);
-  }
   const double length = std::sqrt(stroke.dx * stroke.dx + stroke.dy * stroke.dy);
   double nx = 0.0, ny = pen.strokeSpacing;
   if (length > kEpsilon) {
