@@ -14,6 +14,7 @@
 #pragma once
 
 #include <cfloat>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -137,32 +138,42 @@ inline std::size_t DigitCount(std::uint32_t v) {
       (v + detail::kDigitCounts.entry[detail::HighestBit(v | 1)]) >> 32);
 }
 
-// The digits of `value` rounded to a whole number as the fixed notation of
-// the platform rounds, to the nearest and a tie to the even neighbour, into
-// `out`, with "-" in front of a negative result; 0 has no sign. Returns the
-// length; writes kWholeNumberRoom bytes at most, the rest of them scratch.
-// Only for values IsWholeNumber admits. Inline: the drawing path writes
-// four of them per line, mostly of four or five digits.
-inline std::size_t FormatWhole(double value, char* out) {
-  long long whole;
+// Below this magnitude a whole number rounds by one addition, where
+// doubles are computed as doubles: the numbers of the drawing path's sweep.
+constexpr double kShortWhole = 2251799813685248.0;  // 2^51
+
+inline bool IsShortWhole(double value) { return std::fabs(value) < kShortWhole; }
+
+// `value`, which IsWholeNumber admits, rounded to the nearest whole number,
+// a tie to the even neighbour, from its integer part and the rest.
+inline long long RoundWholeByParts(double value) {
+  long long whole = static_cast<long long>(value);  // towards zero
+  const double rest = value - static_cast<double>(whole);
+  // Without branches: which way a coordinate rounds is as good as random,
+  // and a wrong guess costs more than the sums.
+  const bool odd = (whole & 1) != 0;
+  whole += static_cast<long long>((rest > 0.5) | ((rest == 0.5) & odd)) -
+           static_cast<long long>((rest < -0.5) | ((rest == -0.5) & odd));
+  return whole;
+}
+
+// `value`, which IsShortWhole admits, rounded as RoundWholeByParts rounds.
+inline long long RoundShortWhole(double value) {
 #if FLT_EVAL_METHOD == 0
   // Below 2^51 the sum with 1.5 * 2^52 has no bits behind the point: the
   // addition itself rounds to the nearest, a tie to the even neighbour.
   // Only where doubles are computed as doubles, not in a wider register.
   constexpr double kRoundingShift = 6755399441055744.0;
-  if (value < 2251799813685248.0 && value > -2251799813685248.0) {
-    whole = static_cast<long long>((value + kRoundingShift) - kRoundingShift);
-  } else
+  return static_cast<long long>((value + kRoundingShift) - kRoundingShift);
+#else
+  return RoundWholeByParts(value);
 #endif
-  {
-    whole = static_cast<long long>(value);  // towards zero
-    const double rest = value - static_cast<double>(whole);
-    // Without branches: which way a coordinate rounds is as good as random,
-    // and a wrong guess costs more than the sums.
-    const bool odd = (whole & 1) != 0;
-    whole += static_cast<long long>((rest > 0.5) | ((rest == 0.5) & odd)) -
-             static_cast<long long>((rest < -0.5) | ((rest == -0.5) & odd));
-  }
+}
+
+// The digits of `whole` into `out`, with "-" in front of a negative one.
+// Returns the length; writes kWholeNumberRoom bytes at most, the rest of
+// them scratch.
+inline std::size_t WriteWhole(long long whole, char* out) {
   const std::size_t sign = whole < 0 ? 1 : 0;
   const std::uint64_t magnitude =
       sign != 0 ? 0ull - static_cast<std::uint64_t>(whole) : static_cast<std::uint64_t>(whole);
@@ -180,6 +191,16 @@ inline std::size_t FormatWhole(double value, char* out) {
   const std::size_t length = DigitCount(v);
   StoreWord(out, digits >> (8 * (5 - length)));
   return sign + length;
+}
+
+// The digits of `value` rounded to a whole number as the fixed notation of
+// the platform rounds, to the nearest and a tie to the even neighbour, into
+// `out`, with "-" in front of a negative result; 0 has no sign. Returns the
+// length; writes kWholeNumberRoom bytes at most, the rest of them scratch.
+// Only for values IsWholeNumber admits. Inline: the drawing path writes
+// four of them per line, mostly of four or five digits.
+inline std::size_t FormatWhole(double value, char* out) {
+  return WriteWhole(IsShortWhole(value) ? RoundShortWhole(value) : RoundWholeByParts(value), out);
 }
 
 // Writes what PrintNumber sends into `out` (kNumberTextSize bytes), without
