@@ -180,14 +180,24 @@ inline std::size_t WriteWhole(long long whole, char* out) {
   out[0] = '-';  // kept only for a negative number
   out += sign;
   if (magnitude >= 100000) return sign + FormatLongWhole(magnitude, out);
+  // The digits by multiplication, not division (J. Anhalt's way): v times
+  // 2^32 / 10^4, rounded up, holds v / 10^4 in its high half and the rest
+  // as a fraction in its low half, exactly for every v below 10^5; each
+  // multiplication of the fraction by 100 brings the next two digits up.
+  const auto v = static_cast<std::uint32_t>(magnitude);
+  constexpr std::uint64_t kLow = 0xFFFFFFFF;
+  std::uint64_t y = std::uint64_t{v} * 429497;
+  const auto first = static_cast<std::uint32_t>(y >> 32);
+  y = (y & kLow) * 100;
+  const auto second = static_cast<std::uint32_t>(y >> 32);
+  y = (y & kLow) * 100;
+  const auto third = static_cast<std::uint32_t>(y >> 32);
   // Five digits with leading zeros as the bytes of a word, shifted so that
   // the significant ones lead, and stored at once. Kept in a register: eight
   // bytes read back from a scratch array written piecemeal would wait for
   // those stores to retire, the costliest step of a line.
-  const auto v = static_cast<std::uint32_t>(magnitude);
-  const std::uint32_t low4 = v % 10000;
-  const std::uint64_t digits = static_cast<std::uint64_t>('0' + v / 10000) |
-                               DigitPair(low4 / 100) << 8 | DigitPair(low4 % 100) << 24;
+  const std::uint64_t digits =
+      std::uint64_t{'0' + first} | DigitPair(second) << 8 | DigitPair(third) << 24;
   const std::size_t length = DigitCount(v);
   StoreWord(out, digits >> (8 * (5 - length)));
   return sign + length;
