@@ -134,17 +134,6 @@ int DrawShortCurve(NibHandle* h, const _NibWorld2* angles, const _NibWorld2& cen
 
 }  // namespace
 
-NibHandle* Admit(void* handle, bool* skip) {
-  NibHandle* h = Working(handle);
-  *skip = false;
-  if (h == nullptr) return nullptr;
-  if (h->clipEnabled != 0 && (kEpsilon > h->clipRect[2] || kEpsilon > h->clipRect[3])) *skip = true;
-  // Pen 0 draws nothing; nor does an index beyond the table.
-  if (h->currentPen < 1 || h->currentPen >= kPenCount) *skip = true;
-  if (!*skip && CurrentPen(h).strokes < 1) *skip = true;
-  return h;
-}
-
 int DrawStroke(NibHandle* h, const Stroke& stroke, int style, bool reversed) {
   Stroke visible = stroke;
   if (h->clipEnabled != 0 && ClipLine(stroke, h->clipRect, LooseBox::Kept(h->clipBox), &visible) == 0) {

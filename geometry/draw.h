@@ -16,8 +16,18 @@ namespace konib {
 
 // The tests every drawing call makes first: the handle works, the clip
 // rectangle is not empty, the current pen draws. Null when the call is
-// refused (result 0); `*skip` when it succeeds without drawing.
-NibHandle* Admit(void* handle, bool* skip);
+// refused (result 0); `*skip` when it succeeds without drawing. Inline, as
+// every drawing call makes them.
+inline NibHandle* Admit(void* handle, bool* skip) {
+  NibHandle* h = Working(handle);
+  *skip = false;
+  if (h == nullptr) return nullptr;
+  if (h->clipEnabled != 0 && (kEpsilon > h->clipRect[2] || kEpsilon > h->clipRect[3])) *skip = true;
+  // Pen 0 draws nothing; nor does an index beyond the table.
+  if (h->currentPen < 1 || h->currentPen >= kPenCount) *skip = true;
+  if (!*skip && h->pens[h->currentPen].strokes < 1) *skip = true;
+  return h;
+}
 
 // One stroke, clipped, in device style `style`; `reversed` draws it from its
 // end to its start. Returns 1 while the handle works.
