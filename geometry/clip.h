@@ -35,7 +35,8 @@ struct LooseBox {
   bool Contains(double x, double y) const { return !(left > x || bottom > y || x > right || y > top); }
 
  private:
-  explicit LooseBox(const double box[4]) : left(box[0]), bottom(box[1]), right(box[2]), top(box[3]) {}
+  explicit LooseBox(const double box[4])
+      : left(box[0]), bottom(box[1]), right(box[2]), top(box[3]) {}
 };
 
 // The most visible arcs ClipArc can give: a circle meets the four edges in

@@ -136,7 +136,8 @@ int DrawShortCurve(NibHandle* h, const _NibWorld2* angles, const _NibWorld2& cen
 
 int DrawStroke(NibHandle* h, const Stroke& stroke, int style, bool reversed) {
   Stroke visible = stroke;
-  if (h->clipEnabled != 0 && ClipLine(stroke, h->clipRect, LooseBox::Kept(h->clipBox), &visible) == 0) {
+  if (h->clipEnabled != 0 &&
+      ClipLine(stroke, h->clipRect, LooseBox::Kept(h->clipBox), &visible) == 0) {
     return Result(h);
   }
   SelectStyle(h, style);

@@ -134,8 +134,8 @@ inline int HighestBit(std::uint32_t v) {
 // each power of ten in turn cost three times the instructions, and the
 // lengths of coordinates are as good as random to a branch.
 inline std::size_t DigitCount(std::uint32_t v) {
-  return static_cast<std::size_t>(
-      (v + detail::kDigitCounts.entry[detail::HighestBit(v | 1)]) >> 32);
+  const std::uint64_t entry = detail::kDigitCounts.entry[detail::HighestBit(v | 1)];
+  return static_cast<std::size_t>((v + entry) >> 32);
 }
 
 // Below this magnitude a whole number rounds by one addition, where
