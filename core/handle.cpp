@@ -1,6 +1,7 @@
 // NibGetHandle and NibFreeHandle.
 #include "core/handle.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "config/arena.h"
@@ -19,6 +20,11 @@ void SetDefaults(NibHandle* h, const _NibWorld2& size) {
   h->viewExt = size;
   h->clipRect[2] = size.x;
   h->clipRect[3] = size.y;
+  // Either extent may be negative: the box runs from the lesser corner.
+  h->clipBox[0] = std::min(0.0, size.x) - kClipTolerance;
+  h->clipBox[1] = std::min(0.0, size.y) - kClipTolerance;
+  h->clipBox[2] = std::max(0.0, size.x) + kClipTolerance;
+  h->clipBox[3] = std::max(0.0, size.y) + kClipTolerance;
   h->clipEnabled = 1;
   h->step = 1.0;
   h->decimals = 2;

@@ -28,6 +28,9 @@ constexpr int kPreparedCount = 4;
 // Machine epsilon: guards divisions, decides empty rectangles and equal numbers.
 constexpr double kEpsilon = 2.220446049250313e-16;
 
+// The tolerance of all clipping: a point this close outside an edge is in.
+constexpr double kClipTolerance = 2.220446049250313e-12;
+
 // Values of `failure`.
 enum Failure : std::int32_t { kGood = 0, kDeviceFailure = 1, kOutOfMemory = 2 };
 
@@ -145,7 +148,10 @@ struct NibHandle {
   _NibWorld2 windowExt;
   _NibWorld2 viewOrg;
   _NibWorld2 viewExt;
-  double clipRect[4];  // x, y, width, height
+  double clipRect[4];  // x, y, width, height; fixed for the handle's life
+  // The clip rectangle widened by kClipTolerance on every side: left,
+  // bottom, right, top. Kept, as every clipped stroke is tested against it.
+  double clipBox[4];
   std::int32_t clipEnabled;
   std::int32_t viewStackCap;
   std::int32_t viewStackDepth;

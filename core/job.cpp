@@ -8,23 +8,15 @@
 
 namespace konib {
 
-int SelectStyle(NibHandle* h, int style) {
-  if ((h->stateFlags & kStyleSelected) && h->deviceStyle == style) return Result(h);
+int ChangeStyle(NibHandle* h, int style) {
   // Set before the template goes out, so that \ls reads the new style.
   h->stateFlags |= kStyleSelected;
   h->deviceStyle = style;
   return ExpandTemplate(h, h->text[kCmdStyle]);
 }
 
-int SelectPen(NibHandle* h, int penIndex) {
-  if (penIndex < 0 || penIndex >= kPenCount) return Result(h);
+int ChangePen(NibHandle* h, int penIndex) {
   const int number = h->pens[penIndex].number;
-  if (h->stateFlags & kPenSelected) {
-    // In mode 1 every row of the table is a pen of its own; otherwise rows
-    // with the same number are one physical pen.
-    bool same = h->nextPenMode == 1 ? h->devicePenIndex == penIndex : h->devicePen == number;
-    if (same) return Result(h);
-  }
   // Command.NextPen goes first and still sees the old pen in \pn.
   if (h->nextPenMode != 0 && ExpandTemplate(h, h->text[kCmdNextPen]) == 0) return 0;
   h->stateFlags |= kPenSelected;

@@ -34,13 +34,12 @@ double RaiseTo(double angle, double start) {
 }  // namespace
 
 int ClipLine(const Stroke& stroke, const double rect[4], Stroke* result) {
-  const LooseBox box = LooseBox::Of(rect);
+  return ClipLine(stroke, rect, LooseBox::Of(rect), result);
+}
+
+int ClipCrossing(const Stroke& stroke, const double rect[4], const LooseBox& box, Stroke* result) {
   const Point s{stroke.x, stroke.y};
   const Point e{stroke.x + stroke.dx, stroke.y + stroke.dy};
-  if (box.Contains(s.x, s.y) && box.Contains(e.x, e.y)) {
-    *result = stroke;
-    return 1;
-  }
   if (kT >= stroke.dx * stroke.dx + stroke.dy * stroke.dy) return 0;
 
   // Candidates: both ends, and where the line meets the lines through the
@@ -69,7 +68,13 @@ int ClipLine(const Stroke& stroke, const double rect[4], Stroke* result) {
     }
   }
   auto key = [xMajor](const Point& p) { return xMajor ? p.x : p.y; };
-  SortSmall(candidates, count, [&key](const Point& a, const Point& b) { return key(a) < key(b); });
+  // One sort for each axis: a comparison that asks which axis each time
+  // costs more than the sort. Equal keys keep their order either way.
+  if (xMajor) {
+    SortSmall(candidates, count, [](const Point& a, const Point& b) { return a.x < b.x; });
+  } else {
+    SortSmall(candidates, count, [](const Point& a, const Point& b) { return a.y < b.y; });
+  }
 
   const LooseBox own(s.x, s.y, e.x, e.y);
   for (int i = 0; i + 1 < count; ++i) {

@@ -9,6 +9,7 @@
 #include <algorithm>
 
 #include "KoNib.h"
+#include "core/handle.h"
 
 namespace konib {
 
@@ -20,18 +21,22 @@ struct Stroke {
   double dy;
 };
 
-// The tolerance of all clipping: a point this close outside an edge is in.
-constexpr double kClipTolerance = 2.220446049250313e-12;
-
-// A box widened by the clip tolerance on every side; from two corners, or
-// from a clip rectangle (x, y, width, height, either extent negative).
+// A box widened by the clip tolerance (kClipTolerance) on every side; from
+// two corners, or from a clip rectangle (x, y, width, height, either extent
+// negative). A handle keeps its clip rectangle's as `clipBox`.
 struct LooseBox {
   double left, bottom, right, top;
   LooseBox(double x0, double y0, double x1, double y1)
       : left(std::min(x0, x1) - kClipTolerance), bottom(std::min(y0, y1) - kClipTolerance),
         right(std::max(x0, x1) + kClipTolerance), top(std::max(y0, y1) + kClipTolerance) {}
   static LooseBox Of(const double rect[4]) { return LooseBox(rect[0], rect[1], rect[0] + rect[2], rect[1] + rect[3]); }
+  // A box widened already: left, bottom, right, top.
+  static LooseBox Kept(const double box[4]) { return LooseBox(box); }
   bool Contains(double x, double y) const { return !(left > x || bottom > y || x > right || y > top); }
+
+ private:
+  explicit LooseBox(const double box[4])
+      : left(box[0]), bottom(box[1]), right(box[2]), top(box[3]) {}
 };
 
 // The most visible arcs ClipArc can give: a circle meets the four edges in
@@ -43,6 +48,21 @@ constexpr int kMaxArcPieces = 9;
 // extent may be negative), in the stroke's own direction. A stroke wholly
 // inside comes back bit for bit. Returns 1, or 0 when nothing is visible.
 int ClipLine(const Stroke& stroke, const double rect[4], Stroke* result);
+
+// ClipLine's way for a stroke that does not lie wholly within `box`.
+int ClipCrossing(const Stroke& stroke, const double rect[4], const LooseBox& box, Stroke* result);
+
+// ClipLine with `box`, LooseBox::Of(rect), made already. Inline: most
+// strokes lie wholly inside, and that is two tests.
+inline int ClipLine(const Stroke& stroke, const double rect[4], const LooseBox& box,
+                    Stroke* result) {
+  if (box.Contains(stroke.x, stroke.y) &&
+      box.Contains(stroke.x + stroke.dx, stroke.y + stroke.dy)) {
+    *result = stroke;
+    return 1;
+  }
+  return ClipCrossing(stroke, rect, box, result);
+}
 
 // The visible arcs of a circle (`angles` null) or of an arc (start and
 // sweep, the sweep not negative) within `rect`. Returns -1 when the whole

@@ -30,17 +30,18 @@ double SquaredDistance(const _NibWorld2& a, const _NibWorld2& b) {
 }
 
 // Whether the distance from `from` to `a` exceeds that to `b`, as their
-// square roots compare. The squares decide when they lie far enough apart
-// that no rounding of the roots could make them equal; only a near tie
-// takes the roots themselves.
+// square roots compare. The squares decide when they lie apart by more than
+// a few parts in a thousand million, where no rounding of the roots could
+// make them equal or turn them round; only a near tie takes the roots.
 bool FartherThan(const _NibWorld2& from, const _NibWorld2& a, const _NibWorld2& b) {
   const double sa = SquaredDistance(from, a);
   const double sb = SquaredDistance(from, b);
-  if (sb > 1e-290 && sb < 1e290) {  // full precision, and room to widen
+  if (sb > 1e-290 && sb < 1e290) {  // full precision
     // Which end is nearer is as good as random: one test that is nearly
-    // always true, not two that a guess gets wrong half of the time.
-    const bool farther = sa > sb * (1 + 1e-9);
-    if (farther | (sa < sb * (1 - 1e-9))) return farther;
+    // always true, and the answer as a flag. Two tests joined by `|` came
+    // out as two branches, one of them wrong half of the time.
+    const double gap = sa - sb;
+    if (std::fabs(gap) > sb * 2e-9) return gap > 0;
   }
   return std::sqrt(sa) > std::sqrt(sb);
 }
@@ -133,35 +134,20 @@ int DrawShortCurve(NibHandle* h, const _NibWorld2* angles, const _NibWorld2& cen
 
 }  // namespace
 
-NibHandle* Admit(void* handle, bool* skip) {
-  NibHandle* h = Working(handle);
-  *skip = false;
-  if (h == nullptr) return nullptr;
-  if (h->clipEnabled != 0 && (kEpsilon > h->clipRect[2] || kEpsilon > h->clipRect[3])) *skip = true;
-  // Pen 0 draws nothing; nor does an index beyond the table.
-  if (h->currentPen < 1 || h->currentPen >= kPenCount) *skip = true;
-  if (!*skip && CurrentPen(h).strokes < 1) *skip = true;
-  return h;
-}
-
 int DrawStroke(NibHandle* h, const Stroke& stroke, int style, bool reversed) {
   Stroke visible = stroke;
-  if (h->clipEnabled != 0 && ClipLine(stroke, h->clipRect, &visible) == 0) return Result(h);
+  if (h->clipEnabled != 0 &&
+      ClipLine(stroke, h->clipRect, LooseBox::Kept(h->clipBox), &visible) == 0) {
+    return Result(h);
+  }
   SelectStyle(h, style);
   const _NibWorld2 start{visible.x, visible.y};
   const _NibWorld2 end{visible.x + visible.dx, visible.y + visible.dy};
   return reversed ? CommandStroke(h, end, start) : CommandStroke(h, start, end);
 }
 
-int DrawPenStrokes(NibHandle* h, const Stroke& stroke, int style) {
+int DrawOffsetStrokes(NibHandle* h, const Stroke& stroke, int style) {
   const NibPenRow& pen = CurrentPen(h);
-  // A pen of one stroke is offset by a zero, which changes no coordinate
-  // that is not itself a zero. A spacing of sane size keeps the normal
-  // finite, so that the zero is not a NaN.
-  if (pen.strokes == 1 && std::fabs(pen.strokeSpacing) < 1e250 && stroke.x != 0.0 &&
-      stroke.y != 0.0) {
-    return DrawStroke(h, stroke, style, false);
-  }
   const double length = std::sqrt(stroke.dx * stroke.dx + stroke.dy * stroke.dy);
   double nx = 0.0, ny = pen.strokeSpacing;
   if (length > kEpsilon) {

@@ -11,32 +11,10 @@ namespace {
 constexpr int kFrameDoubles = 8;  // window origin and extent, view origin and extent
 constexpr int kStackGrowth = 5;
 
-bool Degenerate(const NibHandle* h) {
-  return std::fabs(h->windowExt.x) < kEpsilon || std::fabs(h->windowExt.y) < kEpsilon;
-}
-
-bool Turned(const NibHandle* h) { return h->orientation == 0 && h->rotateFlag != 0; }
-
 }  // namespace
 
-void WindowToView(const NibHandle* h, _NibWorld2& point) {
-  if (Degenerate(h)) {
-    point = h->viewOrg;
-    return;
-  }
-  point.x = (point.x - h->windowOrg.x) * h->viewExt.x / h->windowExt.x + h->viewOrg.x;
-  point.y = (point.y - h->windowOrg.y) * h->viewExt.y / h->windowExt.y + h->viewOrg.y;
-}
-
-void WorldToDevice(const NibHandle* h, _NibWorld2& point) {
-  WindowToView(h, point);
-  point.x = h->scale.x * point.x + h->origin.x;
-  point.y = h->scale.y * point.y + h->origin.y;
-  if (Turned(h)) point = {point.y, h->sizeXY.x - point.x};
-}
-
 void WorldLengthToDevice(const NibHandle* h, _NibWorld2& vector) {
-  if (Degenerate(h)) {
+  if (DegenerateWindow(h)) {
     vector = {0.0, 0.0};
   } else {
     vector.x = h->viewExt.x * vector.x / h->windowExt.x;
@@ -44,7 +22,7 @@ void WorldLengthToDevice(const NibHandle* h, _NibWorld2& vector) {
   }
   vector.x *= h->scale.x;
   vector.y *= h->scale.y;
-  if (Turned(h)) vector = {vector.y, -vector.x};
+  if (TurnedSheet(h)) vector = {vector.y, -vector.x};
 }
 
 }  // namespace konib
@@ -73,7 +51,7 @@ int Push(NibHandle* h, const _NibWorld4& rect) {
   _NibWorld2 origin = rect.org;
   WindowToView(h, origin);
   _NibWorld2 extent{0.0, 0.0};
-  if (!Degenerate(h)) {
+  if (!DegenerateWindow(h)) {
     extent = {h->viewExt.x * rect.ext.x / h->windowExt.x, h->viewExt.y * rect.ext.y / h->windowExt.y};
   }
   h->viewOrg = origin;

@@ -115,6 +115,25 @@ bool MoveSkips(const NibHandle* h, const _NibWorld2& target) {
   return square < 0.0024 || (square <= 0.0026 && std::sqrt(square) < kMoveTolerance);
 }
 
+// A stroke's move (unless `skip`) and line written in one sweep straight
+// into the buffer, `values` those of the line: where both templates are
+// runs and whole numbers and the buffer has room. False, with nothing
+// counted as sent, otherwise, or when a number is too large for the sweep;
+// then the two go out the ordinary way.
+bool SweepStroke(NibHandle* h, bool skip, const double* values) {
+  const PreparedTemplate& move = h->prepared[kPreparedMove];
+  const PreparedTemplate& line = h->prepared[kPreparedLine];
+  if (!Sweepable(h, line, h->text[kCmdLine])) return false;
+  if (!skip && !Sweepable(h, move, h->text[kCmdMove])) return false;
+  char* out = OutputRoom(h, (skip ? 0 : move.sweepRoom) + line.sweepRoom);
+  if (out == nullptr) return false;
+  char* const start = out;
+  if (!skip && !SweepAll(move, values, h->step, &out)) return false;
+  if (!SweepAll(line, values, h->step, &out)) return false;
+  h->outUsed += static_cast<std::uint32_t>(out - start);
+  return true;
+}
+
 }  // namespace
 
 int CommandMove(NibHandle* h, const _NibWorld2& target) {
@@ -138,37 +157,14 @@ int CommandLine(NibHandle* h, const _NibWorld2& target) {
 }
 
 int CommandStroke(NibHandle* h, const _NibWorld2& from, const _NibWorld2& to) {
-  const PreparedTemplate& move = h->prepared[kPreparedMove];
-  const PreparedTemplate& line = h->prepared[kPreparedLine];
   const bool skip = MoveSkips(h, from);
-  char* out = nullptr;
-  if (Sweepable(h, line, h->text[kCmdLine]) && (skip || Sweepable(h, move, h->text[kCmdMove]))) {
-    out = OutputRoom(h, (skip ? 0 : move.sweepRoom) + line.sweepRoom);
-  }
-  if (out == nullptr) {
+  // The line's values begin with the move's: x1, y1, x3, y3 of the start.
+  const double values[] = {from.x, from.y, h->sizeXY.x - from.x, h->sizeXY.y - from.y,
+                           to.x,   to.y,   h->sizeXY.x - to.x,   h->sizeXY.y - to.y};
+  if (!SweepStroke(h, skip, values)) {
     CommandMove(h, from);
     return CommandLine(h, to);
   }
-  // Nothing counts as sent before both are written: a number too large for
-  // the sweep sends them the ordinary way instead.
-  char* const start = out;
-  const double step = h->step;
-  const double farX = h->sizeXY.x - from.x;
-  const double farY = h->sizeXY.y - from.y;
-  if (!skip) {
-    const double values[] = {from.x, from.y, farX, farY};
-    if (SweepSteps(move, values, step, &out) != move.steps + move.count) out = nullptr;
-  }
-  if (out != nullptr) {
-    const double values[] = {
-        from.x, from.y, farX, farY, to.x, to.y, h->sizeXY.x - to.x, h->sizeXY.y - to.y};
-    if (SweepSteps(line, values, step, &out) != line.steps + line.count) out = nullptr;
-  }
-  if (out == nullptr) {
-    CommandMove(h, from);
-    return CommandLine(h, to);
-  }
-  h->outUsed += static_cast<std::uint32_t>(out - start);
   Arrive(h, to);
   return Result(h);
 }

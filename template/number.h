@@ -14,6 +14,7 @@
 #pragma once
 
 #include <cfloat>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -73,6 +74,135 @@ extern const char kDigitPairs[];
 // Writes 24 bytes, the rest of them scratch.
 std::size_t FormatLongWhole(std::uint64_t magnitude, char* out);
 
+// The two digits of `i` (below 100) as the two low bytes of a word, the
+// first digit lowest. Written byte by byte so that it reads alike on every
+// byte order; compilers make one 16-bit load of it.
+inline std::uint64_t DigitPair(std::uint32_t i) {
+  const auto* pair = reinterpret_cast<const unsigned char*>(kDigitPairs) + 2 * std::size_t{i};
+  return std::uint64_t{pair[0]} | std::uint64_t{pair[1]} << 8;
+}
+
+// Stores the eight bytes of `word` at `out`, the lowest first, as one
+// store: the bytes of FormatWhole's digits in their order.
+inline void StoreWord(char* out, std::uint64_t word) {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+  for (int i = 0; i < 8; ++i) out[i] = static_cast<char>(word >> (8 * i));
+#else
+  std::memcpy(out, &word, sizeof word);
+#endif
+}
+
+namespace detail {
+// Lemire's digit count: for the numbers whose highest bit is bit i, the
+// count is d or d + 1, the step at the power of ten 10^d. The entry holds
+// d in its high half and, where the step falls among these numbers, 2^32 -
+// 10^d in its low half, so that adding the number carries into d exactly
+// from 10^d on.
+constexpr std::uint64_t DigitCountEntry(int bit) {
+  std::uint64_t power = 10;  // the least power of ten above 2^bit
+  std::uint64_t digits = 1;  // and the digits of 2^bit
+  while (power <= (std::uint64_t{1} << bit)) {
+    power *= 10;
+    ++digits;
+  }
+  const std::uint64_t high = digits << 32;
+  return power < (std::uint64_t{2} << bit) ? high + ((std::uint64_t{1} << 32) - power) : high;
+}
+
+struct DigitCountTable {
+  std::uint64_t entry[32];
+  constexpr DigitCountTable() : entry() {
+    for (int bit = 0; bit < 32; ++bit) entry[bit] = DigitCountEntry(bit);
+  }
+};
+inline constexpr DigitCountTable kDigitCounts{};
+
+// The place of the highest set bit of `v`, which is not 0.
+inline int HighestBit(std::uint32_t v) {
+#if defined(__GNUC__)
+  return 31 - __builtin_clz(v);
+#else
+  int bit = 0;
+  while (v >>= 1) ++bit;
+  return bit;
+#endif
+}
+}  // namespace detail
+
+// The number of decimal digits of `v`, 1 for 0, without a branch: a
+// leading-zero count, one table entry and an addition. Comparisons with
+// each power of ten in turn cost three times the instructions, and the
+// lengths of coordinates are as good as random to a branch.
+inline std::size_t DigitCount(std::uint32_t v) {
+  const std::uint64_t entry = detail::kDigitCounts.entry[detail::HighestBit(v | 1)];
+  return static_cast<std::size_t>((v + entry) >> 32);
+}
+
+// Below this magnitude a whole number rounds by one addition, where
+// doubles are computed as doubles: the numbers of the drawing path's sweep.
+constexpr double kShortWhole = 2251799813685248.0;  // 2^51
+
+inline bool IsShortWhole(double value) { return std::fabs(value) < kShortWhole; }
+
+// `value`, which IsWholeNumber admits, rounded to the nearest whole number,
+// a tie to the even neighbour, from its integer part and the rest.
+inline long long RoundWholeByParts(double value) {
+  long long whole = static_cast<long long>(value);  // towards zero
+  const double rest = value - static_cast<double>(whole);
+  // Without branches: which way a coordinate rounds is as good as random,
+  // and a wrong guess costs more than the sums.
+  const bool odd = (whole & 1) != 0;
+  whole += static_cast<long long>((rest > 0.5) | ((rest == 0.5) & odd)) -
+           static_cast<long long>((rest < -0.5) | ((rest == -0.5) & odd));
+  return whole;
+}
+
+// `value`, which IsShortWhole admits, rounded as RoundWholeByParts rounds.
+inline long long RoundShortWhole(double value) {
+#if FLT_EVAL_METHOD == 0
+  // Below 2^51 the sum with 1.5 * 2^52 has no bits behind the point: the
+  // addition itself rounds to the nearest, a tie to the even neighbour.
+  // Only where doubles are computed as doubles, not in a wider register.
+  constexpr double kRoundingShift = 6755399441055744.0;
+  return static_cast<long long>((value + kRoundingShift) - kRoundingShift);
+#else
+  return RoundWholeByParts(value);
+#endif
+}
+
+// The digits of `whole` into `out`, with "-" in front of a negative one.
+// Returns the length; writes kWholeNumberRoom bytes at most, the rest of
+// them scratch.
+inline std::size_t WriteWhole(long long whole, char* out) {
+  const std::size_t sign = whole < 0 ? 1 : 0;
+  const std::uint64_t magnitude =
+      sign != 0 ? 0ull - static_cast<std::uint64_t>(whole) : static_cast<std::uint64_t>(whole);
+  out[0] = '-';  // kept only for a negative number
+  out += sign;
+  if (magnitude >= 100000) return sign + FormatLongWhole(magnitude, out);
+  // The digits by multiplication, not division (J. Anhalt's way): v times
+  // 2^32 / 10^4, rounded up, holds v / 10^4 in its high half and the rest
+  // as a fraction in its low half, exactly for every v below 10^5; each
+  // multiplication of the fraction by 100 brings the next two digits up.
+  const auto v = static_cast<std::uint32_t>(magnitude);
+  constexpr std::uint64_t kLow = 0xFFFFFFFF;
+  std::uint64_t y = std::uint64_t{v} * 429497;
+  const auto first = static_cast<std::uint32_t>(y >> 32);
+  y = (y & kLow) * 100;
+  const auto second = static_cast<std::uint32_t>(y >> 32);
+  y = (y & kLow) * 100;
+  const auto third = static_cast<std::uint32_t>(y >> 32);
+  // Five digits with leading zeros as the bytes of a word, shifted so that
+  // the significant ones lead, and stored at once. Kept in a register: eight
+  // bytes read back from a scratch array written piecemeal would wait for
+  // those stores to retire, the costliest step of a line.
+  const std::uint64_t digits =
+      std::uint64_t{'0' + first} | DigitPair(second) << 8 | DigitPair(third) << 24;
+  const std::size_t length = DigitCount(v);
+  StoreWord(out, digits >> (8 * (5 - length)));
+  return sign + length;
+}
+
 // The digits of `value` rounded to a whole number as the fixed notation of
 // the platform rounds, to the nearest and a tie to the even neighbour, into
 // `out`, with "-" in front of a negative result; 0 has no sign. Returns the
@@ -80,41 +210,7 @@ std::size_t FormatLongWhole(std::uint64_t magnitude, char* out);
 // Only for values IsWholeNumber admits. Inline: the drawing path writes
 // four of them per line, mostly of four or five digits.
 inline std::size_t FormatWhole(double value, char* out) {
-  long long whole;
-#if FLT_EVAL_METHOD == 0
-  // Below 2^51 the sum with 1.5 * 2^52 has no bits behind the point: the
-  // addition itself rounds to the nearest, a tie to the even neighbour.
-  // Only where doubles are computed as doubles, not in a wider register.
-  constexpr double kRoundingShift = 6755399441055744.0;
-  if (value < 2251799813685248.0 && value > -2251799813685248.0) {
-    whole = static_cast<long long>((value + kRoundingShift) - kRoundingShift);
-  } else
-#endif
-  {
-    whole = static_cast<long long>(value);  // towards zero
-    const double rest = value - static_cast<double>(whole);
-    // Without branches: which way a coordinate rounds is as good as random,
-    // and a wrong guess costs more than the sums.
-    const bool odd = (whole & 1) != 0;
-    whole += static_cast<long long>((rest > 0.5) | ((rest == 0.5) & odd)) -
-             static_cast<long long>((rest < -0.5) | ((rest == -0.5) & odd));
-  }
-  const std::size_t sign = whole < 0 ? 1 : 0;
-  const std::uint64_t magnitude =
-      sign != 0 ? 0ull - static_cast<std::uint64_t>(whole) : static_cast<std::uint64_t>(whole);
-  out[0] = '-';  // kept only for a negative number
-  out += sign;
-  if (magnitude >= 100000) return sign + FormatLongWhole(magnitude, out);
-  // Five digits with leading zeros, of which the significant ones are taken.
-  const auto v = static_cast<std::uint32_t>(magnitude);
-  const std::uint32_t low4 = v % 10000;
-  char digits[16] = {};
-  digits[0] = static_cast<char>('0' + v / 10000);
-  std::memcpy(digits + 1, kDigitPairs + (low4 / 100) * 2, 2);
-  std::memcpy(digits + 3, kDigitPairs + (low4 % 100) * 2, 2);
-  const std::size_t length = 1u + (v >= 10) + (v >= 100) + (v >= 1000) + (v >= 10000);
-  std::memcpy(out, digits + 5 - length, 8);
-  return sign + length;
+  return WriteWhole(IsShortWhole(value) ? RoundShortWhole(value) : RoundWholeByParts(value), out);
 }
 
 // Writes what PrintNumber sends into `out` (kNumberTextSize bytes), without

@@ -54,6 +54,7 @@ class Preparer {
     t_->simple = true;
     t_->handleDecimals = false;
     t_->count = 0;
+    t_->escapes = 0;
     t_->sweepRoom = 8;
   }
 
@@ -82,6 +83,7 @@ class Preparer {
     step->at = static_cast<std::uint32_t>(at);
     t_->sweepRoom += static_cast<std::uint32_t>(run_);
     run_ = 0;
+    if (kind != PreparedStep::kEnd) t_->escapes = t_->count;  // a closing run comes last
     if (kind != PreparedStep::kEnd && kind != PreparedStep::kNumber) t_->simple = false;
     return step;
   }

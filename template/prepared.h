@@ -66,6 +66,7 @@ struct PreparedTemplate {
   bool simple;
   bool handleDecimals;      // some number takes the handle's `decimals`
   std::uint8_t count;       // steps
+  std::uint8_t escapes;     // steps that end in an escape: all but a closing run
   std::uint32_t sweepRoom;  // what the sweep may write, slack included
   PreparedStep steps[kPreparedSteps];
   char pool[kPreparedPool + 8];  // runs are copied eight bytes at a time
@@ -96,29 +97,42 @@ inline bool Sweepable(const NibHandle* h, const PreparedTemplate& t, const char*
          (!t.handleDecimals || h->decimals <= 0);
 }
 
+// Copies the run of `step` to `to`; returns the place behind it. Eight
+// bytes at a time, the first eight always: the pool and the room both have
+// the slack.
+inline char* SweepRun(const PreparedTemplate& t, const PreparedStep& step, char* to) {
+  const char* run = t.pool + step.bytes;
+  std::memcpy(to, run, 8);
+  for (std::uint32_t k = 8; k < step.count; k += 8) std::memcpy(to + k, run + k, 8);
+  return to + step.count;
+}
+
 // Writes a sweepable template's runs and numbers (`values` over `step`) at
 // `*out`, which has t.sweepRoom bytes, and moves `*out` past them. Stops at
-// a number too large to round here; returns the step it stopped at, or the
-// end of the steps.
+// a number of 2^51 or more, which the walker writes; returns the step it
+// stopped at, or the end of the steps. All steps but a closing run end in a
+// number, so the loop goes over the numbers.
 inline const PreparedStep* SweepSteps(const PreparedTemplate& t, const double* values, double step,
                                       char** out) {
   char* to = *out;
-  const PreparedStep* const end = t.steps + t.count;
   const PreparedStep* at = t.steps;
-  for (; at != end; ++at) {
-    // Eight bytes at a time, the first eight always: the pool and the room
-    // both have the slack.
-    const char* run = t.pool + at->bytes;
-    std::memcpy(to, run, 8);
-    for (std::uint32_t k = 8; k < at->count; k += 8) std::memcpy(to + k, run + k, 8);
-    to += at->count;
-    if (at->kind == PreparedStep::kEnd) continue;
+  for (const PreparedStep* const last = at + t.escapes; at != last; ++at) {
+    to = SweepRun(t, *at, to);
     const double value = ApplyNumberForm(at->form, values[at->local], at->unit ? 1.0 : step);
-    if (!IsWholeNumber(0, value)) break;
-    to += FormatWhole(value, to);
+    if (!IsShortWhole(value)) {
+      *out = to;
+      return at;
+    }
+    to += WriteWhole(RoundShortWhole(value), to);
   }
+  if (t.escapes != t.count) to = SweepRun(t, *at++, to);  // the closing run
   *out = to;
   return at;
+}
+
+// SweepSteps to the end: false when it stopped at a number.
+inline bool SweepAll(const PreparedTemplate& t, const double* values, double step, char** out) {
+  return SweepSteps(t, values, step, out) == t.steps + t.count;
 }
 
 // Sends a prepared template. Returns 1 if `failure` is 0 at the end, else 0.

@@ -131,5 +131,20 @@ TEST(ClipArc, TangentAndCornerStayWithinBounds) {
   EXPECT_LE(n, kMaxArcPieces);
 }
 
+// A handle keeps its clip rectangle's box from the start: the same box,
+// bit for bit, as the rectangle gives, whatever the signs of the size.
+TEST(ClipBox, TheHandleKeepsTheBoxOfItsRectangle) {
+  const _NibWorld2 sizes[] = {{400, 277}, {-5, 3}, {0, -0.0}, {1e300, 1e-300}};
+  for (const _NibWorld2& size : sizes) {
+    void* handle = NibGetHandle(&size);
+    ASSERT_NE(handle, nullptr);
+    const auto* h = static_cast<const NibHandle*>(handle);
+    const LooseBox made = LooseBox::Of(h->clipRect);
+    const double expected[4] = {made.left, made.bottom, made.right, made.top};
+    EXPECT_EQ(std::memcmp(h->clipBox, expected, sizeof expected), 0) << size.x << " " << size.y;
+    NibFreeHandle(handle);
+  }
+}
+
 }  // namespace
 }  // namespace konib

@@ -62,6 +62,23 @@ TEST(DrawLine, DrawnBackwardsWhenThePenIsNearerItsEnd) {
   EXPECT_EQ(m.Take(), "M0.0,0.0;L100.0,0.0;");
 }
 
+// The ends' squares decide which is nearer unless they lie within a few
+// parts in a thousand million; nearer still, the roots do. Either way the
+// nearer end comes first, and only a true tie keeps the caller's direction.
+TEST(DrawLine, TheNearerEndFirstEvenNearATie) {
+  for (const double d : {0.0, 1e-12, 1e-10, 1e-9, 1.5e-9, 2.5e-9, 1e-8, 1e-3}) {
+    Plotter m;
+    m.h()->stateFlags = kPositionKnown | kPenSelected | kStyleSelected;
+    m.h()->devicePen = 2;
+    m.h()->devicePos = {0, 0};
+    m.Line(0, 1 + d, 1, 0);  // the start lies d farther
+    EXPECT_EQ(m.Take(), d == 0 ? "M0.0,1.0;L1.0,0.0;" : "M1.0,0.0;L0.0,1.0;") << d;
+    m.h()->devicePos = {0, 0};
+    m.Line(1, 0, 0, 1 + d);  // the end does
+    EXPECT_EQ(m.Take(), "M1.0,0.0;L0.0,1.0;") << d;
+  }
+}
+
 TEST(DrawLine, DashesAreLaidFromTheNewStart) {
   Plotter m;
   NibSetStyle(m.get(), 2);  // pitch 10: 8 and 2

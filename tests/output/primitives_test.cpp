@@ -91,6 +91,27 @@ TEST(CommandStroke, SendsTheMoveAndTheLineEitherWay) {
   }
 }
 
+// The mirrored escapes of both ends, through the sweep and the ordinary way.
+TEST(CommandStroke, MirroredEscapesOfBothEnds) {
+  for (const char* decimals : {"0", "1"}) {
+    ModelHandle m{{{"Step", "1"},
+                   {"Decimal", decimals},
+                   {"Command.Move", "PU\\x3,\\y3;"},
+                   {"Command.Line", "PD\\x3,\\y3>\\x4,\\y4>\\x2,\\y2;"}},
+                  1000,
+                  800,
+                  true};
+    for (int round = 0; round < 2; ++round) {  // the second may sweep
+      m.h()->stateFlags &= ~static_cast<std::uint32_t>(kPositionKnown);
+      EXPECT_EQ(CommandStroke(m.h(), {1, 2}, {30, 40}), 1);
+      ASSERT_EQ(FlushOutput(m.h()), 1);
+      EXPECT_EQ(m.Take(), decimals[0] == '0' ? "PU999,798;PD999,798>970,760>30,40;"
+                                             : "PU999.0,798.0;PD999.0,798.0>970.0,760.0>30.0,40.0;")
+          << round;
+    }
+  }
+}
+
 TEST(CommandMove, NoTemplateStillFollowsThePen) {
   ModelHandle m{{"Command.Line", ""}};
   EXPECT_EQ(CommandMove(m.h(), {3, 4}), 1);

@@ -209,6 +209,25 @@ TEST(FormatWhole, AgreesWithTheGeneralWriter) {
   }
 }
 
+// Every number the short road writes, and both sides of each power of ten
+// up to 2^32, against the digits std::to_string gives.
+TEST(FormatWhole, EveryShortNumberAndEachPowerOfTen) {
+  for (std::uint32_t v = 0; v < 200000; ++v) {
+    char out[kWholeNumberRoom];
+    const std::string expected = std::to_string(v);
+    ASSERT_EQ(std::string(out, FormatWhole(v, out)), expected);
+    ASSERT_EQ(std::string(out, FormatWhole(-static_cast<double>(v), out)),
+              v == 0 ? expected : "-" + expected);
+  }
+  for (std::uint64_t power = 10; power < (std::uint64_t{1} << 32); power *= 10) {
+    for (const std::uint64_t v : {power - 1, power}) {
+      EXPECT_EQ(DigitCount(static_cast<std::uint32_t>(v)), std::to_string(v).size()) << v;
+    }
+  }
+  EXPECT_EQ(DigitCount(0), 1u);
+  EXPECT_EQ(DigitCount(0xFFFFFFFFu), 10u);
+}
+
 // What PrintNumber sends and FormatNumber writes are the same bytes, whole
 // or not, with width and pad.
 TEST(FormatNumber, WholeAndFixedWithWidth) {

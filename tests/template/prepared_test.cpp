@@ -67,12 +67,17 @@ TEST(PreparedTemplate, SendsWhatTheWalkerSends) {
       "\\pn|\\p0|\\ls|\\sx|\\(py,0)|\\pp|\\e1|\\[nothing.Fn]|\\mv|\\MV",
       "\x81\\x1\x81\\",
       "",
+      "\\x1,\\y1,\\-a1;",  // runs and whole numbers: one sweep
       // Walked the ordinary way.
       kLong,
   };
   const double values[][5] = {{10.0, 20.0, -3.3, 45.5, 0.0},
                               {-0.0125, 1e300, 0.3125, -1e-9, 0.0},
-                              {1e17, -2.5e15, 7.0, 359.9999, 0.0}};
+                              {1e17, -2.5e15, 7.0, 359.9999, 0.0},
+                              // From 2^51 on the sweep leaves numbers to the
+                              // walker's writer; ties of halves below 2^52.
+                              {1.2e14, -6e13, 0.0, 2251799813685248.5, 0.0},
+                              {-5.7e13, 5.6e13, 0.0, -2251799813685249.5, 0.0}};
   for (bool buffered : {false, true}) {
     Walks walks(buffered);
     for (const char* text : texts) {
