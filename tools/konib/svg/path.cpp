@@ -151,8 +151,16 @@ bool ParsePathData(const std::string& d, std::vector<Subpath>* subpaths, std::st
   char previous = 0;  // the command before, for the smooth curves
   char command = 0;
   std::size_t count = 0;
+  // Subpaths that hold nothing (a lone move, the start behind a close) draw nothing.
+  auto tidy = [&]() {
+    subpaths->erase(std::remove_if(subpaths->begin(), subpaths->end(),
+                                   [](const Subpath& s) { return s.segments.empty(); }),
+                    subpaths->end());
+  };
+  // What came before the error stays, as a browser draws it.
   auto fail = [&](const char* what) {
     *message = std::string("path data: ") + what + " at byte " + std::to_string(scan.at());
+    tidy();
     return false;
   };
   auto segments = [&]() -> std::vector<Segment>& {
@@ -263,6 +271,7 @@ bool ParsePathData(const std::string& d, std::vector<Subpath>* subpaths, std::st
       case 'Z':
         if (!subpaths->empty() && (current.x != start.x || current.y != start.y))
           segments().push_back({false, {}, {}, start});
+        if (!subpaths->empty()) subpaths->back().closed = true;
         current = start;
         // A command after a close starts a new subpath at the same point.
         subpaths->push_back({current, {}});
@@ -274,10 +283,7 @@ bool ParsePathData(const std::string& d, std::vector<Subpath>* subpaths, std::st
       return false;
     }
   }
-  // Subpaths that hold nothing (a lone move, the start behind a close) draw nothing.
-  subpaths->erase(std::remove_if(subpaths->begin(), subpaths->end(),
-                                 [](const Subpath& s) { return s.segments.empty(); }),
-                  subpaths->end());
+  tidy();
   return true;
 }
 
