@@ -111,7 +111,8 @@ def main():
             run(rsvg, case, "-o", base + ".png")
             width, height, _ = read_png(base + ".png")
             width, height = zoom * width, zoom * height
-            run(rsvg, "-w", str(width), "-h", str(height), "-b", "white", case, "-o", base + ".png")
+            size = ["-w", str(width), "-h", str(height)] if zoom > 1 else []
+            run(rsvg, *size, "-b", "white", case, "-o", base + ".png")
             _, _, reference = read_png(base + ".png")
             mm = lambda px: px / zoom * 25.4 / 96
             run(konib, "plot", case, "--model", "svg", "--scale", "1",

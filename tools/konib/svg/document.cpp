@@ -405,7 +405,7 @@ bool Reader::Read(const char* data, std::size_t size) {
   std::size_t visited = 0;
   for (pugi::xml_node node = root_; node;) {
     if (node.type() == pugi::node_element) {
-      if (++visited > limits_.maxElements)
+      if (node != root_ && ++visited > limits_.maxElements)
         return Fail(node, "more than " + std::to_string(limits_.maxElements) + " elements");
       const char* id = node.attribute("id").value();
       if (*id != '\0') ids_.emplace(id, node);
@@ -444,7 +444,7 @@ bool Reader::Read(const char* data, std::size_t size) {
       Flatten(p, kFineTolerance, grow);
     }
   for (const Text& t : drawing_->texts) grow(t.position);
-  if (!(right > left || bottom > top_))
+  if (!(right > left && bottom > top_))
     return Fail(root_, "the document has no size, and its content none either");
   auto move = [&](Point& p) { p.x -= left, p.y -= top_; };
   for (Shape& s : drawing_->shapes)
@@ -462,15 +462,16 @@ bool Reader::Read(const char* data, std::size_t size) {
 // which counts <use> instances and markers as nesting.
 bool Reader::Walk(const pugi::xml_node& node, const Context& parent, std::size_t depth) {
   if (node.type() != pugi::node_element) return true;
-  if (++elements_ > limits_.maxElements)
-    return Fail(node, "more than " + std::to_string(limits_.maxElements) +
-                          " elements, <use> instances and markers counted");
   if (depth >= limits_.maxDepth)
     return Fail(node, "elements nested more than " + std::to_string(limits_.maxDepth) + " deep");
+  if (node != root_ && ++elements_ > limits_.maxElements)
+    return Fail(node, "more than " + std::to_string(limits_.maxElements) +
+                          " elements, <use> instances and markers counted");
   if (IsHidden(node.name())) return true;
   Context context = parent;
   Declarations declared = Cascade(node, sheet_);
   if (!Apply(node, declared, &context)) return true;
+  if (node == root_) context.rootFontSize = context.fontSize;
   if (Is(node, "g") && std::strcmp(node.attribute("inkscape:groupmode").value(), "layer") == 0) {
     std::string label = Trim(node.attribute("inkscape:label").value());
     int number = std::isdigit(static_cast<unsigned char>(label.c_str()[0]))
