@@ -585,6 +585,11 @@ bool Reader::Use(const pugi::xml_node& node, const Context& context, std::size_t
 bool Reader::Geometry(const pugi::xml_node& node, const Context& c, std::vector<Subpath>* out) {
   std::string name = node.name();
   std::vector<Subpath>& subpaths = *out;
+  // A radius that is auto, or not given, is the other one.
+  auto auto_ = [&](const char* a) {
+    std::string v = Trim(node.attribute(a).value());
+    return v.empty() || v == "auto";
+  };
   if (name == "path" || name == "polyline" || name == "polygon") {
     const char* attribute = name == "path" ? "d" : "points";
     std::string d = node.attribute(attribute).value();
@@ -623,7 +628,8 @@ bool Reader::Geometry(const pugi::xml_node& node, const Context& c, std::vector<
   } else if (name == "rect") {
     double x = LengthOf(node, "x", c, Axis::kX, 0), y = LengthOf(node, "y", c, Axis::kY, 0);
     double w = LengthOf(node, "width", c, Axis::kX, 0), h = LengthOf(node, "height", c, Axis::kY, 0);
-    double rx = LengthOf(node, "rx", c, Axis::kX, -1), ry = LengthOf(node, "ry", c, Axis::kY, -1);
+    double rx = auto_("rx") ? -1 : LengthOf(node, "rx", c, Axis::kX, -1);
+    double ry = auto_("ry") ? -1 : LengthOf(node, "ry", c, Axis::kY, -1);
     if (w <= 0 || h <= 0) return true;  // a rectangle without area is not drawn
     if (rx < 0) rx = ry;
     if (ry < 0) ry = rx;
@@ -647,13 +653,8 @@ bool Reader::Geometry(const pugi::xml_node& node, const Context& c, std::vector<
     if (name == "circle") {
       rx = ry = LengthOf(node, "r", c, Axis::kOther, 0);
     } else {
-      // A radius that is auto, or not given, is the other one.
-      auto given = [&](const char* a) {
-        std::string v = Trim(node.attribute(a).value());
-        return !v.empty() && v != "auto";
-      };
-      rx = given("rx") ? LengthOf(node, "rx", c, Axis::kX, 0) : -1;
-      ry = given("ry") ? LengthOf(node, "ry", c, Axis::kY, 0) : -1;
+      rx = !auto_("rx") ? LengthOf(node, "rx", c, Axis::kX, 0) : -1;
+      ry = !auto_("ry") ? LengthOf(node, "ry", c, Axis::kY, 0) : -1;
       if (rx < 0) rx = ry;
       if (ry < 0) ry = rx;
     }
