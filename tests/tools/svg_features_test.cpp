@@ -152,7 +152,6 @@ TEST(SvgFeatures, DrawsWhatBrowsersDraw) {
   for (const Case& c : cases) EXPECT_EQ(Outlines(Read(c.svg)), c.outlines) << c.what;
 }
 
-
 // Errors inside a document: what comes before them is drawn, and a warning
 // names the line and the element.
 TEST(SvgFeatures, RecoversFromErrorsWithWarnings) {

@@ -50,7 +50,9 @@ bool IsHidden(const char* name) {
   return false;
 }
 
-bool Is(const pugi::xml_node& node, const char* name) { return std::strcmp(node.name(), name) == 0; }
+bool Is(const pugi::xml_node& node, const char* name) {
+  return std::strcmp(node.name(), name) == 0;
+}
 
 // "#id" out of "url(#id)" or "#id"; "" for anything else.
 std::string Reference(const std::string& value) {
@@ -215,7 +217,7 @@ class Reader {
   std::vector<pugi::xml_node> active_;  // <use> targets being instantiated
   std::size_t elements_ = 0;
   std::size_t segments_ = 0;
-  std::size_t dropped_ = 0;            // warnings beyond the limit
+  std::size_t dropped_ = 0;  // warnings beyond the limit
   bool finite_ = true;
   std::vector<std::size_t> lineEnds_;  // offsets of the newlines, then the size
 };
@@ -236,9 +238,8 @@ double Reader::LengthOf(const pugi::xml_node& node, const char* name, const Cont
 bool Reader::Apply(const pugi::xml_node& node, const Declarations& d, Context* c) {
   auto get = [&](const char* name) -> const std::string* {
     auto found = d.find(name);
-    return found == d.end() || found->second == "inherit" || found->second.empty()
-               ? nullptr
-               : &found->second;
+    return found == d.end() || found->second == "inherit" || found->second.empty() ? nullptr
+                                                                                   : &found->second;
   };
   const std::string* v;
   if ((v = get("display")) && *v == "none") return false;
@@ -390,9 +391,8 @@ bool Reader::Read(const char* data, std::size_t size) {
   std::string message;
   if (!ExpandEntities(data, size, limits_.maxBytes, &text_, &message)) return Fail({}, message);
   pugi::xml_document document;
-  pugi::xml_parse_result parsed =
-      document.load_buffer(text_.data(), text_.size(), pugi::parse_default | pugi::parse_doctype,
-                           pugi::encoding_utf8);
+  pugi::xml_parse_result parsed = document.load_buffer(
+      text_.data(), text_.size(), pugi::parse_default | pugi::parse_doctype, pugi::encoding_utf8);
   if (!parsed) {
     error_->message = std::string("not well-formed XML: ") + parsed.description();
     error_->line = LineAt(parsed.offset);
@@ -430,7 +430,8 @@ bool Reader::Read(const char* data, std::size_t size) {
   bool sized = true;
   if (!Page(root_, &top, &sized)) return false;
   if (!Walk(root_, top, 0)) return false;
-  if (dropped_ > 0) drawing_->warnings.push_back({std::to_string(dropped_) + " more warnings", 0, ""});
+  if (dropped_ > 0)
+    drawing_->warnings.push_back({std::to_string(dropped_) + " more warnings", 0, ""});
   if (sized) return true;
   // No size: the page is the bounds of what is drawn.
   double left = INFINITY, top_ = INFINITY, right = -INFINITY, bottom = -INFINITY;
@@ -562,7 +563,8 @@ bool Reader::Use(const pugi::xml_node& node, const Context& context, std::size_t
   if (std::find(active_.begin(), active_.end(), target) != active_.end())
     return Warn(node, "refers to itself through other <use> elements, left out"), true;
   Context instance = context;
-  double x = LengthOf(node, "x", context, Axis::kX, 0), y = LengthOf(node, "y", context, Axis::kY, 0);
+  double x = LengthOf(node, "x", context, Axis::kX, 0),
+         y = LengthOf(node, "y", context, Axis::kY, 0);
   instance.matrix = Multiply(instance.matrix, Matrix{1, 0, 0, 1, x, y});
   active_.push_back(target);
   bool ok = true;
@@ -627,7 +629,8 @@ bool Reader::Geometry(const pugi::xml_node& node, const Context& c, std::vector<
     subpaths.push_back({from, {{false, {}, {}, to}}});
   } else if (name == "rect") {
     double x = LengthOf(node, "x", c, Axis::kX, 0), y = LengthOf(node, "y", c, Axis::kY, 0);
-    double w = LengthOf(node, "width", c, Axis::kX, 0), h = LengthOf(node, "height", c, Axis::kY, 0);
+    double w = LengthOf(node, "width", c, Axis::kX, 0),
+           h = LengthOf(node, "height", c, Axis::kY, 0);
     double rx = auto_("rx") ? -1 : LengthOf(node, "rx", c, Axis::kX, -1);
     double ry = auto_("ry") ? -1 : LengthOf(node, "ry", c, Axis::kY, -1);
     if (w <= 0 || h <= 0) return true;  // a rectangle without area is not drawn
@@ -673,7 +676,8 @@ bool Reader::Geometry(const pugi::xml_node& node, const Context& c, std::vector<
 bool Reader::Draw(const pugi::xml_node& node, const Context& c, std::vector<Subpath> subpaths,
                   std::size_t depth) {
   if (subpaths.empty() || !c.visible) return true;
-  bool markable = Is(node, "path") || Is(node, "line") || Is(node, "polyline") || Is(node, "polygon");
+  bool markable =
+      Is(node, "path") || Is(node, "line") || Is(node, "polyline") || Is(node, "polygon");
   std::string stroke = c.strokeShown ? c.stroke : "", fill = c.fillShown ? c.fill : "";
   double length = 0;  // of the outline, in user units, for pathLength
   std::vector<Subpath> user = markable && !(c.markers[0] + c.markers[1] + c.markers[2]).empty()
@@ -710,8 +714,8 @@ bool Reader::Draw(const pugi::xml_node& node, const Context& c, std::vector<Subp
             length += std::hypot(g.end.x - from.x, g.end.y - from.y), from = g.end;
         }
         double stretch = pathLength > 0 ? length / scale / pathLength : 1;
-        lines = Dash(lines, c.dashes, c.dashOffset, scale * stretch,
-                     limits_.maxSegments - segments_);
+        lines =
+            Dash(lines, c.dashes, c.dashOffset, scale * stretch, limits_.maxSegments - segments_);
       }
       if (c.clip) lines = ClipLines(lines, *c.clip);
       if (!Push(node, c, stroke, "", std::move(lines))) return false;
@@ -771,14 +775,16 @@ bool Reader::Markers(const pugi::xml_node& node, const Context& c,
     Matrix view;
     std::string viewBox = marker.attribute("viewBox").value();
     if (Numbers(viewBox, &box, 4) && box.size() == 4 && box[2] > 0 && box[3] > 0) {
-      view = ViewBoxMatrix(box.data(), width, height, marker.attribute("preserveAspectRatio").value());
+      view =
+          ViewBoxMatrix(box.data(), width, height, marker.attribute("preserveAspectRatio").value());
       inside.viewWidth = box[2], inside.viewHeight = box[3];
     } else {
       inside.viewWidth = width, inside.viewHeight = height;
     }
     Point ref = view.Apply({LengthOf(marker, "refX", inside, Axis::kX, 0),
                             LengthOf(marker, "refY", inside, Axis::kY, 0)});
-    double scale = Trim(marker.attribute("markerUnits").value()) == "userSpaceOnUse" ? 1 : c.strokeWidth;
+    double scale =
+        Trim(marker.attribute("markerUnits").value()) == "userSpaceOnUse" ? 1 : c.strokeWidth;
     std::string orient = Trim(marker.attribute("orient").value());
     std::string overflow = Trim(Cascade(marker, sheet_)["overflow"]);
     bool clipped = overflow != "visible" && overflow != "auto";
@@ -792,11 +798,12 @@ bool Reader::Markers(const pugi::xml_node& node, const Context& c,
         if (orient == "auto-start-reverse" && kind == 0) angle += kPi;
       } else if (!orient.empty()) {
         Matrix turn;
-        if (ParseTransform("rotate(" + orient + ")", inside, &turn)) angle = std::atan2(turn.b, turn.a);
+        if (ParseTransform("rotate(" + orient + ")", inside, &turn))
+          angle = std::atan2(turn.b, turn.a);
       }
-      Matrix at = Multiply(c.matrix, Matrix{std::cos(angle) * scale, std::sin(angle) * scale,
-                                            -std::sin(angle) * scale, std::cos(angle) * scale,
-                                            v.at.x, v.at.y});
+      Matrix at = Multiply(
+          c.matrix, Matrix{std::cos(angle) * scale, std::sin(angle) * scale,
+                           -std::sin(angle) * scale, std::cos(angle) * scale, v.at.x, v.at.y});
       at = Multiply(at, Matrix{1, 0, 0, 1, -ref.x, -ref.y});
       Context instance = inside;
       instance.layer = c.layer;
@@ -806,7 +813,8 @@ bool Reader::Markers(const pugi::xml_node& node, const Context& c,
         auto rect = Transformed({Rectangle(0, 0, width, height)}, at, &finite);
         if (!finite) continue;
         Region region = ToRegion(Flattened(rect, kFineTolerance));
-        instance.clip = std::make_shared<const Region>(c.clip ? Intersect(*c.clip, region) : region);
+        instance.clip =
+            std::make_shared<const Region>(c.clip ? Intersect(*c.clip, region) : region);
       }
       instance.matrix = Multiply(at, view);
       if (++elements_ > limits_.maxElements)
@@ -852,7 +860,11 @@ bool Reader::Clip(const pugi::xml_node& node, const std::string& reference, Cont
       std::size_t segments = segments_;
       if (!Children(node, bare, depth)) return false;
       const Matrix& m = c->matrix;  // page millimetres back to user units
-      Matrix back{m.d / det, -m.b / det, -m.c / det, m.a / det, (m.c * m.f - m.d * m.e) / det,
+      Matrix back{m.d / det,
+                  -m.b / det,
+                  -m.c / det,
+                  m.a / det,
+                  (m.c * m.f - m.d * m.e) / det,
                   (m.b * m.e - m.a * m.f) / det};
       for (std::size_t i = shapes; i < drawing_->shapes.size(); ++i)
         for (const Subpath& s : drawing_->shapes[i].subpaths) shape.push_back(s);
@@ -869,8 +881,7 @@ bool Reader::Clip(const pugi::xml_node& node, const std::string& reference, Cont
       Warn(node, "clip-path: in bounding box units, on something without an area; not clipped");
       return true;
     }
-    inside.matrix =
-        Multiply(inside.matrix, Matrix{right - left, 0, 0, bottom - top, left, top});
+    inside.matrix = Multiply(inside.matrix, Matrix{right - left, 0, 0, bottom - top, left, top});
   }
   Region region;
   for (pugi::xml_node child = path.first_child(); child; child = child.next_sibling()) {
@@ -884,8 +895,9 @@ bool Reader::Clip(const pugi::xml_node& node, const std::string& reference, Cont
       shape = Find(child.attribute("href") ? child.attribute("href").value()
                                            : child.attribute("xlink:href").value());
       if (!shape || shape == path) continue;
-      piece.matrix = Multiply(piece.matrix, Matrix{1, 0, 0, 1, LengthOf(child, "x", piece, Axis::kX, 0),
-                                                   LengthOf(child, "y", piece, Axis::kY, 0)});
+      piece.matrix =
+          Multiply(piece.matrix, Matrix{1, 0, 0, 1, LengthOf(child, "x", piece, Axis::kX, 0),
+                                        LengthOf(child, "y", piece, Axis::kY, 0)});
       if (!Apply(shape, Cascade(shape, sheet_), &piece)) continue;
     }
     std::vector<Subpath> subpaths;

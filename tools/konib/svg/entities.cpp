@@ -88,7 +88,8 @@ bool ExpandEntities(const char* data, std::size_t size, std::size_t maxBytes, st
       // Another declaration: skip it, quoted strings and all.
       char quote = 0;
       for (++at; at < text.size() && (quote != 0 || text[at] != '>'); ++at)
-        if (text[at] == '"' || text[at] == '\'') quote = quote == 0 ? text[at] : quote == text[at] ? 0 : quote;
+        if (text[at] == '"' || text[at] == '\'')
+          quote = quote == 0 ? text[at] : quote == text[at] ? 0 : quote;
       ++at;
       continue;
     }

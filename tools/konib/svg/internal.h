@@ -41,23 +41,23 @@ struct Context {
   Matrix matrix;
   std::string stroke;  // normalised; "" for none
   std::string fill = "#000000";
-  bool evenOdd = false;   // fill-rule
-  bool fillShown = true;  // fill-opacity above 0
-  bool strokeShown = true;  // stroke-opacity above 0
-  double fontSize = 16;   // user units
+  bool evenOdd = false;           // fill-rule
+  bool fillShown = true;          // fill-opacity above 0
+  bool strokeShown = true;        // stroke-opacity above 0
+  double fontSize = 16;           // user units
   std::string color = "#000000";  // what currentColor stands for
   double strokeWidth = 1;         // user units
   std::vector<double> dashes;     // user units; empty: solid
   double dashOffset = 0;
-  std::string markers[3];  // start, mid, end: "#id" of a <marker>, or ""
-  bool visible = true;     // visibility
+  std::string markers[3];    // start, mid, end: "#id" of a <marker>, or ""
+  bool visible = true;       // visibility
   bool evenOddClip = false;  // clip-rule
   // The nearest viewport, for percentages, and the root's, for vw and vh.
   double viewWidth = 100, viewHeight = 100;
   double rootWidth = 100, rootHeight = 100;
   double rootFontSize = 16;
-  int layer = 0;                        // the pen number of the layer around
-  std::shared_ptr<const Region> clip;   // null: not clipped
+  int layer = 0;                       // the pen number of the layer around
+  std::shared_ptr<const Region> clip;  // null: not clipped
 };
 
 std::string Trim(const std::string& s);

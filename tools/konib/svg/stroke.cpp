@@ -32,7 +32,8 @@ std::vector<Subpath> FromPaths(const ClipperLib::Paths& paths, bool closed) {
   for (const ClipperLib::Path& path : paths) {
     if (path.size() < 2) continue;
     Subpath s{ToPoint(path[0]), {}, closed};
-    for (std::size_t i = 1; i < path.size(); ++i) s.segments.push_back({false, {}, {}, ToPoint(path[i])});
+    for (std::size_t i = 1; i < path.size(); ++i)
+      s.segments.push_back({false, {}, {}, ToPoint(path[i])});
     if (closed) s.segments.push_back({false, {}, {}, s.start});
     out.push_back(std::move(s));
   }
@@ -63,7 +64,8 @@ std::vector<Subpath> Dash(const std::vector<Subpath>& lines, const std::vector<d
     double into = std::fmod(offset * scale, period);
     if (into < 0) into += period;
     std::size_t index = 0;
-    while (index < pattern.size() && into >= pattern[index] * scale) into -= pattern[index++] * scale;
+    while (index < pattern.size() && into >= pattern[index] * scale)
+      into -= pattern[index++] * scale;
     index %= pattern.size();
     double left = pattern[index] * scale - into;  // of the current dash or gap
     bool on = index % 2 == 0;
@@ -90,9 +92,9 @@ std::vector<Subpath> Dash(const std::vector<Subpath>& lines, const std::vector<d
       from = g.end;
     }
   }
-  out.erase(std::remove_if(out.begin(), out.end(),
-                           [](const Subpath& s) { return s.segments.empty(); }),
-            out.end());
+  out.erase(
+      std::remove_if(out.begin(), out.end(), [](const Subpath& s) { return s.segments.empty(); }),
+      out.end());
   return out;
 }
 
@@ -107,8 +109,7 @@ std::vector<Subpath> ClipLines(const std::vector<Subpath>& lines, const Region& 
   for (const Subpath& s : lines) clipper.AddPath(ToPath(s), ClipperLib::ptSubject, false);
   clipper.AddPaths(region, ClipperLib::ptClip, true);
   ClipperLib::PolyTree tree;
-  clipper.Execute(ClipperLib::ctIntersection, tree, ClipperLib::pftNonZero,
-                  ClipperLib::pftNonZero);
+  clipper.Execute(ClipperLib::ctIntersection, tree, ClipperLib::pftNonZero, ClipperLib::pftNonZero);
   ClipperLib::Paths open;
   ClipperLib::OpenPathsFromPolyTree(tree, open);
   return FromPaths(open, false);

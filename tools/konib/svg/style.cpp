@@ -13,12 +13,27 @@ namespace konib::svg::internal {
 namespace {
 
 // The properties that a presentation attribute may set.
-const char* const kPresentation[] = {
-    "fill",           "stroke",         "stroke-width",     "fill-rule",    "fill-opacity",
-    "stroke-opacity", "opacity",        "display",          "visibility",   "font-size",
-    "transform",      "stroke-dasharray", "stroke-dashoffset", "marker-start", "marker-mid",
-    "marker-end",     "clip-path",      "clip-rule",        "color",        "overflow",
-    "transform-origin"};
+const char* const kPresentation[] = {"fill",
+                                     "stroke",
+                                     "stroke-width",
+                                     "fill-rule",
+                                     "fill-opacity",
+                                     "stroke-opacity",
+                                     "opacity",
+                                     "display",
+                                     "visibility",
+                                     "font-size",
+                                     "transform",
+                                     "stroke-dasharray",
+                                     "stroke-dashoffset",
+                                     "marker-start",
+                                     "marker-mid",
+                                     "marker-end",
+                                     "clip-path",
+                                     "clip-rule",
+                                     "color",
+                                     "overflow",
+                                     "transform-origin"};
 
 bool IsSpace(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
 
