@@ -229,11 +229,9 @@ Work Lay(const svg::Drawing& drawing, const std::map<std::string, int>& pens,
   }
   for (const svg::Text& text : drawing.texts) {
     svg::Point at = place.Map(text.position);
-    work.labels.push_back({text.pen > 0 ? text.pen : pens.at(text.colour),
-                           {at.x, at.y},
-                           text.size * place.scale,
-                           place.MapAngle(text.angle),
-                           text.text});
+    int pen = text.pen > 0 ? text.pen : pens.at(text.colour);  // a layer's pen first
+    work.labels.push_back(
+        {pen, {at.x, at.y}, text.size * place.scale, place.MapAngle(text.angle), text.text});
   }
   return work;
 }
