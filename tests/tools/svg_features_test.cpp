@@ -75,6 +75,11 @@ TEST(SvgFeatures, DrawsWhatBrowsersDraw) {
        // at (20,10) the path turns from east to south: the bisector points south-east
        "#0000ff: 10.00,10.00 20.00,10.00 20.00,20.00 / #ff0000: 9.00,10.00 11.00,10.00 / "
        "#ff0000: 19.29,9.29 20.71,10.71 / #ff0000: 20.00,19.00 20.00,21.00"},
+      {"the pieces of an arc have no vertex between them",
+       Page("<marker id=\"m\" overflow=\"visible\" markerUnits=\"userSpaceOnUse\">"
+            "<line x2=\"1\" stroke=\"red\"/></marker><path d=\"M10 0 A10 10 0 0 1 -10 0 H-20\" "
+            "stroke=\"blue\" fill=\"none\" marker-mid=\"url(#m)\"/>"),
+       "#0000ff: 10.00,0.00 0.00,10.00 -10.00,0.00 -20.00,0.00 / #ff0000: -10.00,0.00 -9.00,0.00"},
       {"auto-start-reverse turns the start marker round; markerUnits scale by stroke-width",
        Page("<marker id=\"m\" orient=\"auto-start-reverse\" overflow=\"visible\">"
             "<line x2=\"2\" stroke=\"red\"/></marker>"

@@ -90,16 +90,20 @@ struct Vertex {
   double in = 0, out = 0;  // radians
 };
 
-std::vector<Vertex> Vertices(const std::vector<Subpath>& subpaths) {
+// `arcs` as ParsePathData gives it: where an arc goes on, there is no vertex.
+std::vector<Vertex> Vertices(const std::vector<Subpath>& subpaths, const std::vector<bool>& arcs) {
   std::vector<Vertex> vertices;
+  std::size_t piece = 0;
   for (const Subpath& s : subpaths) {
     std::size_t first = vertices.size();
     Point from = s.start;
     vertices.push_back({from});
     for (const Segment& g : s.segments) {
       Point a = StartDirection(from, g), b = EndDirection(from, g);
+      if (piece < arcs.size() && arcs[piece]) vertices.pop_back();
+      ++piece;
+      if (!vertices.back().hasOut) vertices.back().out = std::atan2(a.y, a.x);
       vertices.back().hasOut = true;
-      vertices.back().out = std::atan2(a.y, a.x);
       vertices.push_back({g.end, true, false, std::atan2(b.y, b.x), 0});
       from = g.end;
     }
@@ -194,11 +198,13 @@ class Reader {
   bool Children(const pugi::xml_node& node, const Context& context, std::size_t depth);
   bool Viewport(const pugi::xml_node& node, const pugi::xml_node& sizes, Context* context);
   bool Use(const pugi::xml_node& node, const Context& context, std::size_t depth);
-  bool Geometry(const pugi::xml_node& node, const Context& context, std::vector<Subpath>* out);
+  bool Geometry(const pugi::xml_node& node, const Context& context, std::vector<Subpath>* out,
+                std::vector<bool>* arcs = nullptr);
   bool Draw(const pugi::xml_node& node, const Context& context, std::vector<Subpath> subpaths,
-            std::size_t depth);
+            const std::vector<bool>& arcs, std::size_t depth);
   bool Markers(const pugi::xml_node& node, const Context& context,
-               const std::vector<Subpath>& subpaths, std::size_t depth);
+               const std::vector<Subpath>& subpaths, const std::vector<bool>& arcs,
+               std::size_t depth);
   bool Clip(const pugi::xml_node& node, const std::string& reference, Context* context,
             std::size_t depth);
   bool Push(const pugi::xml_node& node, const Context& context, const std::string& stroke,
@@ -506,8 +512,9 @@ bool Reader::Walk(const pugi::xml_node& node, const Context& parent, std::size_t
     return true;
   }
   std::vector<Subpath> subpaths;
-  if (!Geometry(node, context, &subpaths)) return false;
-  return Draw(node, context, std::move(subpaths), depth);
+  std::vector<bool> arcs;
+  if (!Geometry(node, context, &subpaths, &arcs)) return false;
+  return Draw(node, context, std::move(subpaths), arcs, depth);
 }
 
 bool Reader::Children(const pugi::xml_node& node, const Context& context, std::size_t depth) {
@@ -584,7 +591,8 @@ bool Reader::Use(const pugi::xml_node& node, const Context& context, std::size_t
 // The outline of a shape element in its user units; false only when a
 // limit of the reader is passed. Errors in the data are warned of, and
 // what came before them kept.
-bool Reader::Geometry(const pugi::xml_node& node, const Context& c, std::vector<Subpath>* out) {
+bool Reader::Geometry(const pugi::xml_node& node, const Context& c, std::vector<Subpath>* out,
+                      std::vector<bool>* arcs) {
   std::string name = node.name();
   std::vector<Subpath>& subpaths = *out;
   // A radius that is auto, or not given, is the other one.
@@ -601,7 +609,7 @@ bool Reader::Geometry(const pugi::xml_node& node, const Context& c, std::vector<
     std::size_t room = limits_.maxSegments - segments_;
     if (name == "path") {
       std::string message;
-      if (!ParsePathData(d, &subpaths, &message, room)) {
+      if (!ParsePathData(d, &subpaths, &message, room, arcs)) {
         if (message.rfind("path data: more than", 0) == 0) return Fail(node, message);
         Warn(node, message + ", the rest left out");
       }
@@ -674,7 +682,7 @@ bool Reader::Geometry(const pugi::xml_node& node, const Context& c, std::vector<
 
 // A shape with its markers, dashes and clipping, as shapes of the drawing.
 bool Reader::Draw(const pugi::xml_node& node, const Context& c, std::vector<Subpath> subpaths,
-                  std::size_t depth) {
+                  const std::vector<bool>& arcs, std::size_t depth) {
   if (subpaths.empty() || !c.visible) return true;
   bool markable =
       Is(node, "path") || Is(node, "line") || Is(node, "polyline") || Is(node, "polygon");
@@ -721,7 +729,7 @@ bool Reader::Draw(const pugi::xml_node& node, const Context& c, std::vector<Subp
       if (!Push(node, c, stroke, "", std::move(lines))) return false;
     }
   }
-  return user.empty() || Markers(node, c, user, depth);
+  return user.empty() || Markers(node, c, user, arcs, depth);
 }
 
 bool Reader::Push(const pugi::xml_node& node, const Context& c, const std::string& stroke,
@@ -761,8 +769,9 @@ Context Reader::Inherited(const pugi::xml_node& node) {
 }
 
 bool Reader::Markers(const pugi::xml_node& node, const Context& c,
-                     const std::vector<Subpath>& subpaths, std::size_t depth) {
-  std::vector<Vertex> vertices = Vertices(subpaths);
+                     const std::vector<Subpath>& subpaths, const std::vector<bool>& arcs,
+                     std::size_t depth) {
+  std::vector<Vertex> vertices = Vertices(subpaths, arcs);
   for (int kind = 0; kind < 3; ++kind) {
     pugi::xml_node marker = Find(c.markers[kind]);
     if (!marker || !Is(marker, "marker")) continue;

@@ -125,8 +125,11 @@ void ChooseLayers(Drawing* drawing, const std::string& pensBy, const std::vector
 
 // Exposed for the tests: the pieces of path data `d` (user units, no
 // transform), or false with a message and the pieces before the error.
+// `arcs`, when given, receives for each piece in order (all subpaths
+// together) whether it continues an arc that an earlier piece began, so
+// that no vertex lies between them.
 bool ParsePathData(const std::string& d, std::vector<Subpath>* subpaths, std::string* message,
-                   std::size_t maxSegments);
+                   std::size_t maxSegments, std::vector<bool>* arcs = nullptr);
 
 // Exposed for the tests: a colour as the reader normalises it; "" for none.
 std::string NormaliseColour(const std::string& text);
