@@ -50,6 +50,13 @@ bool IsHidden(const char* name) {
   return false;
 }
 
+// An opacity of nothing at all; what is no number leaves it as it was.
+bool Transparent(const std::string& opacity) {
+  char* end = nullptr;
+  double v = std::strtod(opacity.c_str(), &end);
+  return end != opacity.c_str() && v <= 0;
+}
+
 bool Is(const pugi::xml_node& node, const char* name) {
   return std::strcmp(node.name(), name) == 0;
 }
@@ -249,7 +256,7 @@ bool Reader::Apply(const pugi::xml_node& node, const Declarations& d, Context* c
   };
   const std::string* v;
   if ((v = get("display")) && *v == "none") return false;
-  if ((v = get("opacity")) && std::atof(v->c_str()) <= 0 && Lower(*v) != "inherit") return false;
+  if ((v = get("opacity")) && Transparent(*v)) return false;
   if ((v = get("visibility"))) c->visible = *v == "visible";
   if ((v = get("color"))) c->color = NormaliseColour(*v);
   auto paint = [&](const std::string& value) {
@@ -269,8 +276,8 @@ bool Reader::Apply(const pugi::xml_node& node, const Declarations& d, Context* c
   if ((v = get("fill-rule")) && (*v == "evenodd" || *v == "nonzero")) c->evenOdd = *v == "evenodd";
   if ((v = get("clip-rule")) && (*v == "evenodd" || *v == "nonzero"))
     c->evenOddClip = *v == "evenodd";
-  if ((v = get("fill-opacity"))) c->fillShown = !(std::atof(v->c_str()) <= 0);
-  if ((v = get("stroke-opacity"))) c->strokeShown = !(std::atof(v->c_str()) <= 0);
+  if ((v = get("fill-opacity"))) c->fillShown = !Transparent(*v);
+  if ((v = get("stroke-opacity"))) c->strokeShown = !Transparent(*v);
   double size = 0;
   if ((v = get("font-size"))) {
     Context parent = *c;  // em and % refer to the parent's font
