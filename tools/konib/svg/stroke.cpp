@@ -9,6 +9,8 @@
 namespace konib::svg::internal {
 namespace {
 
+constexpr double kMinimumPeriod = 0.01;  // millimetres
+
 ClipperLib::IntPoint ToInt(Point p) {
   // Far beyond any page, and well inside Clipper's range.
   auto clamp = [](double v) {
@@ -56,6 +58,8 @@ std::vector<Subpath> Dash(const std::vector<Subpath>& lines, const std::vector<d
                           double offset, double scale, std::size_t maxPieces) {
   double period = 0;
   for (double d : pattern) period += d * scale;
+  // A pattern finer than the chords that carry it is a solid line to a pen.
+  if (!(period > kMinimumPeriod) || !std::isfinite(period)) return lines;
   std::vector<Subpath> out;
   std::size_t pieces = 0;
   for (const Subpath& s : lines) {
