@@ -291,7 +291,8 @@ bool Reader::Apply(const pugi::xml_node& node, const Declarations& d, Context* c
     bool valid = *v != "none";
     double total = 0;
     std::string list = *v;
-    std::replace(list.begin(), list.end(), ',', ' ');
+    for (char& ch : list)
+      if (ch == ',' || std::isspace(static_cast<unsigned char>(ch))) ch = ' ';
     for (std::size_t at = 0; valid && at < list.size();) {
       while (at < list.size() && std::isspace(static_cast<unsigned char>(list[at]))) ++at;
       std::size_t end = list.find(' ', at);
@@ -443,14 +444,18 @@ bool Reader::Read(const char* data, std::size_t size) {
   bool sized = true;
   if (!Page(root_, &top, &sized)) return false;
   if (!Walk(root_, top, 0)) return false;
+  if (sheet_.exhausted())
+    Warn(root_,
+         "the style sheets ask more matching than the document is worth; "
+         "the rest of their rules were left out");
   if (dropped_ > 0)
     drawing_->warnings.push_back({std::to_string(dropped_) + " more warnings", 0, ""});
   if (sized) return true;
   // No size: the page is the bounds of what is drawn.
-  double left = INFINITY, top_ = INFINITY, right = -INFINITY, bottom = -INFINITY;
+  double left = INFINITY, high = INFINITY, right = -INFINITY, bottom = -INFINITY;
   auto grow = [&](Point p) {
     left = std::min(left, p.x), right = std::max(right, p.x);
-    top_ = std::min(top_, p.y), bottom = std::max(bottom, p.y);
+    high = std::min(high, p.y), bottom = std::max(bottom, p.y);
   };
   for (const Shape& s : drawing_->shapes)
     for (const Subpath& p : s.subpaths) {
@@ -458,9 +463,9 @@ bool Reader::Read(const char* data, std::size_t size) {
       Flatten(p, kFineTolerance, grow);
     }
   for (const Text& t : drawing_->texts) grow(t.position);
-  if (!(right > left && bottom > top_))
+  if (!(right > left && bottom > high))
     return Fail(root_, "the document has no size, and its content none either");
-  auto move = [&](Point& p) { p.x -= left, p.y -= top_; };
+  auto move = [&](Point& p) { p.x -= left, p.y -= high; };
   for (Shape& s : drawing_->shapes)
     for (Subpath& p : s.subpaths) {
       move(p.start);
@@ -468,7 +473,7 @@ bool Reader::Read(const char* data, std::size_t size) {
     }
   for (Text& t : drawing_->texts) move(t.position);
   drawing_->width = right - left;
-  drawing_->height = bottom - top_;
+  drawing_->height = bottom - high;
   return true;
 }
 

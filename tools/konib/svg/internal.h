@@ -81,6 +81,9 @@ class StyleSheet {
   // The declarations of the rules that match `node`, weakest first.
   void Match(const pugi::xml_node& node, Declarations* out) const;
   bool empty() const { return rules_.empty(); }
+  // Matching is bounded, so that many rules on many elements cannot make
+  // reading quadratic: past the bound, rules no longer apply.
+  bool exhausted() const { return work_ > kMaxWork; }
 
  private:
   struct Compound {
@@ -92,12 +95,14 @@ class StyleSheet {
   struct Rule {
     std::vector<Compound> parts;  // left to right
     long specificity;
-    std::size_t order;
-    std::vector<std::pair<std::string, std::string>> declarations;
+    std::size_t block;  // its declarations, shared by the selectors of a list
   };
+  static constexpr std::size_t kMaxWork = 50000000;
   static bool Matches(const Compound& c, const pugi::xml_node& node);
   bool Matches(const Rule& rule, const pugi::xml_node& node) const;
   std::vector<Rule> rules_;
+  std::vector<std::vector<std::pair<std::string, std::string>>> blocks_;
+  mutable std::size_t work_ = 0;  // compounds tried
   // Rules by the key of their last compound, so that an element is tried
   // against the few rules that may match it.
   std::unordered_map<std::string, std::vector<std::size_t>> byId_, byClass_, byType_;

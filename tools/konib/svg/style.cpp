@@ -111,13 +111,14 @@ void StyleSheet::Add(const std::string& given, std::size_t maxRules) {
     if (prelude.empty() || prelude[0] == '@') continue;  // media queries, fonts...
     Declarations declared;
     ParseDeclarations(body, &declared);
+    blocks_.emplace_back(declared.begin(), declared.end());
     std::size_t from = 0;
     while (from <= prelude.size()) {  // a selector list: each selector a rule
       std::size_t comma = prelude.find(',', from);
       if (comma == std::string::npos) comma = prelude.size();
       std::string selector = Trim(prelude.substr(from, comma - from));
       from = comma + 1;
-      Rule rule{{}, 0, rules_.size(), {declared.begin(), declared.end()}};
+      Rule rule{{}, 0, blocks_.size() - 1};
       bool valid = !selector.empty();
       bool child = false;
       for (std::size_t i = 0; i < selector.size() && valid;) {
@@ -192,6 +193,7 @@ bool StyleSheet::Matches(const Compound& c, const pugi::xml_node& node) {
 // fits: exact for descendant selectors, which are what drawings use.
 bool StyleSheet::Matches(const Rule& rule, const pugi::xml_node& node) const {
   std::size_t i = rule.parts.size() - 1;
+  ++work_;
   if (!Matches(rule.parts[i], node)) return false;
   pugi::xml_node at = node;
   while (i > 0) {
@@ -201,6 +203,7 @@ bool StyleSheet::Matches(const Rule& rule, const pugi::xml_node& node) const {
     while (at && at.type() == pugi::node_element && !Matches(rule.parts[i], at)) {
       if (child) return false;
       at = at.parent();
+      ++work_;
     }
     if (!at || at.type() != pugi::node_element) return false;
   }
@@ -208,7 +211,7 @@ bool StyleSheet::Matches(const Rule& rule, const pugi::xml_node& node) const {
 }
 
 void StyleSheet::Match(const pugi::xml_node& node, Declarations* out) const {
-  if (rules_.empty()) return;
+  if (rules_.empty() || exhausted()) return;
   std::vector<std::size_t> candidates = universal_;
   auto add = [&](const std::unordered_map<std::string, std::vector<std::size_t>>& index,
                  const std::string& key) {
@@ -227,6 +230,7 @@ void StyleSheet::Match(const pugi::xml_node& node, Declarations* out) const {
     if (end > at) add(byClass_, classes.substr(at, end - at));
     at = end;
   }
+  work_ += candidates.size();
   std::sort(candidates.begin(), candidates.end());
   candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
   std::stable_sort(candidates.begin(), candidates.end(), [&](std::size_t a, std::size_t b) {
@@ -234,8 +238,9 @@ void StyleSheet::Match(const pugi::xml_node& node, Declarations* out) const {
   });
   for (std::size_t index : candidates) {
     const Rule& rule = rules_[index];
+    if (exhausted()) return;
     if (!Matches(rule, node)) continue;
-    for (const auto& d : rule.declarations) (*out)[d.first] = d.second;
+    for (const auto& d : blocks_[rule.block]) (*out)[d.first] = d.second;
   }
 }
 
