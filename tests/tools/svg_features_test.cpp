@@ -80,12 +80,13 @@ TEST(SvgFeatures, DrawsWhatBrowsersDraw) {
             "<line x2=\"1\" stroke=\"red\"/></marker><path d=\"M10 0 A10 10 0 0 1 -10 0 H-20\" "
             "stroke=\"blue\" fill=\"none\" marker-mid=\"url(#m)\"/>"),
        "#0000ff: 10.00,0.00 0.00,10.00 -10.00,0.00 -20.00,0.00 / #ff0000: -10.00,0.00 -9.00,0.00"},
-      {"auto-start-reverse turns the start marker round; markerUnits scale by stroke-width",
+      {"auto-start-reverse turns the start marker round; markerUnits scale by stroke-width; "
+       "context-stroke is the path's stroke",
        Page("<marker id=\"m\" orient=\"auto-start-reverse\" overflow=\"visible\">"
-            "<line x2=\"2\" stroke=\"red\"/></marker>"
+            "<line x2=\"2\" stroke=\"context-stroke\"/></marker>"
             "<line x1=\"10\" y1=\"10\" x2=\"30\" y2=\"10\" stroke=\"blue\" stroke-width=\"3\" "
             "marker-start=\"url(#m)\"/>"),
-       "#0000ff: 10.00,10.00 30.00,10.00 / #ff0000: 10.00,10.00 4.00,10.00"},
+       "#0000ff: 10.00,10.00 30.00,10.00 / #0000ff: 10.00,10.00 4.00,10.00"},
       {"a marker's viewBox and a fixed angle",
        Page("<marker id=\"m\" viewBox=\"0 0 20 20\" markerWidth=\"2\" markerHeight=\"2\" "
             "refX=\"10\" refY=\"10\" orient=\"90\" markerUnits=\"userSpaceOnUse\">"

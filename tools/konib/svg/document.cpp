@@ -261,6 +261,8 @@ bool Reader::Apply(const pugi::xml_node& node, const Declarations& d, Context* c
   if ((v = get("color"))) c->color = NormaliseColour(*v);
   auto paint = [&](const std::string& value) {
     std::string colour = NormaliseColour(value);
+    if (colour == "context-stroke") return c->contextStroke;
+    if (colour == "context-fill") return c->contextFill;
     if (Lower(Trim(value)) == "currentcolor") return c->color;
     // A paint server: its fallback colour, else the reference stands as the pen's colour.
     if (colour.rfind("url(", 0) == 0) {
@@ -828,6 +830,8 @@ bool Reader::Markers(const pugi::xml_node& node, const Context& c,
       at = Multiply(at, Matrix{1, 0, 0, 1, -ref.x, -ref.y});
       Context instance = inside;
       instance.layer = c.layer;
+      instance.contextStroke = c.strokeShown ? c.stroke : "";
+      instance.contextFill = c.fillShown ? c.fill : "";
       instance.clip = c.clip;
       if (clipped) {
         bool finite = true;

@@ -56,6 +56,9 @@ struct Context {
   double viewWidth = 100, viewHeight = 100;
   double rootWidth = 100, rootHeight = 100;
   double rootFontSize = 16;
+  // What context-stroke and context-fill stand for: in a marker, the paint
+  // of the shape it stands on.
+  std::string contextStroke, contextFill;
   int layer = 0;                       // the pen number of the layer around
   std::shared_ptr<const Region> clip;  // null: not clipped
 };
