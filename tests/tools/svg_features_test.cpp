@@ -123,16 +123,22 @@ TEST(SvgFeatures, DrawsWhatBrowsersDraw) {
             "<line x2=\"10\" stroke=\"red\" transform=\"translate(50)\" "
             "style=\"transform: rotate(0.25turn) translate(1px, 2px)\"/>"),
        "#ff0000: 10.00,0.00 10.00,10.00 / #ff0000: -2.00,1.00 -2.00,11.00"},
-      {"style sheets: ids over classes over types, style attributes over all, "
-       "presentation attributes under all; descendants, children, *",
+      {"style sheets: ids over classes and attributes over types, style attributes over all, "
+       "presentation attributes under all; descendants, children, *, :first-child",
        Page("<style>line { stroke: red } .c { stroke: blue } #i { stroke: green }"
             "g > line.d { stroke: black } g line { stroke-dasharray: 1 } a:hover line "
-            "{ stroke: yellow } * { fill: none }</style>"
+            "{ stroke: yellow } * { fill: none } [x1] { stroke: olive } line[x2='2'] { stroke: "
+            "navy }"
+            "g :first-child { stroke: gray }</style>"
             "<line x2=\"1\" stroke=\"white\"/><line class=\"c\" id=\"i\" x2=\"1\"/>"
             "<line class=\"c\" x2=\"1\" style=\"stroke: teal\"/>"
-            "<g><a><line class=\"d c\" x2=\"1\"/></a></g>"),
+            "<g><a><line class=\"d c\" x2=\"1\"/></a></g><line x1=\"1\" x2=\"3\"/>"
+            "<line x2=\"2\"/><g><line x2=\"4\"/><line x2=\"5\"/></g>"),
        "#ff0000: 0.00,0.00 1.00,0.00 / #008000: 0.00,0.00 1.00,0.00 / "
-       "#008080: 0.00,0.00 1.00,0.00 / #0000ff: 0.00,0.00 1.00,0.00"},
+       "#008080: 0.00,0.00 1.00,0.00 / #808080: 0.00,0.00 1.00,0.00 / "  // :first-child over .c
+       "#808000: 1.00,0.00 3.00,0.00 / #000080: 0.00,0.00 2.00,0.00 / "
+       "#808080: 0.00,0.00 1.00,0.00 | 2.00,0.00 3.00,0.00 / "  // dashed by `g line`
+       "#ff0000: 0.00,0.00 1.00,0.00 | 2.00,0.00 3.00,0.00 | 4.00,0.00 5.00,0.00"},
       {"clip-path clips strokes as lines and fills as areas",
        Page("<clipPath id=\"c\"><rect x=\"10\" y=\"10\" width=\"10\" height=\"10\"/></clipPath>"
             "<g clip-path=\"url(#c)\"><line x1=\"0\" y1=\"15\" x2=\"30\" y2=\"15\" stroke=\"red\"/>"

@@ -75,8 +75,9 @@ using Declarations = std::map<std::string, std::string>;
 void ParseDeclarations(const std::string& text, Declarations* out);
 
 // The rules of every <style> sheet of a document, with a matcher for type,
-// class, id, `*`, descendant and child selectors. Other selectors (attributes,
-// pseudo-classes) never match, as a browser drops a rule it does not know.
+// class, id, `*`, [attribute], [attribute=value], :first-child, descendant
+// and child selectors. Other selectors (other pseudo-classes, ~, +) never
+// match, as a browser drops a rule it does not know.
 class StyleSheet {
  public:
   // Adds the rules of a sheet, up to `maxRules` rules in all.
@@ -93,6 +94,8 @@ class StyleSheet {
     std::string type;  // "" or "*": any
     std::string id;
     std::vector<std::string> classes;
+    std::vector<std::pair<std::string, std::string>> attributes;  // [name] ("\n") or [name=value]
+    bool firstChild = false;                                      // :first-child
     bool child = false;  // joined to the compound before it by '>'
   };
   struct Rule {

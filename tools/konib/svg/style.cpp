@@ -141,12 +141,40 @@ void StyleSheet::Add(const std::string& given, std::size_t maxRules) {
             ++i;
             continue;
           }
+          if (kind == '[') {  // [name] or [name=value], the value quoted or not
+            std::size_t end = selector.find(']', i);
+            if (end == std::string::npos) {
+              valid = false;
+              break;
+            }
+            std::string inside = selector.substr(i + 1, end - i - 1);
+            std::size_t equals = inside.find('=');
+            std::string value =
+                equals == std::string::npos ? "\n" : Trim(inside.substr(equals + 1));
+            if (value.size() >= 2 && (value[0] == '"' || value[0] == '\'') &&
+                value.back() == value[0])
+              value = value.substr(1, value.size() - 2);
+            std::string name = Trim(inside.substr(0, equals));
+            valid = !name.empty() && IsNameChar(name.back());  // not ~=, |=, ^= and the like
+            c.attributes.push_back({name, value});
+            rule.specificity += 1000;
+            i = end + 1;
+            continue;
+          }
+          if (kind == ':') {
+            std::size_t start = ++i;
+            while (i < selector.size() && IsNameChar(selector[i])) ++i;
+            valid = selector.compare(start, i - start, "first-child") == 0;
+            c.firstChild = true;
+            rule.specificity += 1000;
+            continue;
+          }
           if (kind == '.' || kind == '#') ++i;
           std::size_t start = i;
           while (i < selector.size() && IsNameChar(selector[i])) ++i;
           std::string name = selector.substr(start, i - start);
           if (name.empty()) {
-            valid = false;  // [attr], :hover, ::before and the like
+            valid = false;  // ~, + and the like
           } else if (kind == '.') {
             c.classes.push_back(name);
             rule.specificity += 1000;
@@ -180,6 +208,15 @@ void StyleSheet::Add(const std::string& given, std::size_t maxRules) {
 bool StyleSheet::Matches(const Compound& c, const pugi::xml_node& node) {
   if (!c.type.empty() && c.type != "*" && c.type != node.name()) return false;
   if (!c.id.empty() && c.id != node.attribute("id").value()) return false;
+  for (const auto& a : c.attributes) {
+    pugi::xml_attribute given = node.attribute(a.first.c_str());
+    if (!given || (a.second != "\n" && a.second != given.value())) return false;
+  }
+  if (c.firstChild) {
+    pugi::xml_node before = node.previous_sibling();
+    while (before && before.type() != pugi::node_element) before = before.previous_sibling();
+    if (before) return false;
+  }
   if (c.classes.empty()) return true;
   std::string classes = std::string(" ") + node.attribute("class").value() + " ";
   for (char& ch : classes)
