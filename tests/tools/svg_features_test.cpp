@@ -155,6 +155,12 @@ TEST(SvgFeatures, DrawsWhatBrowsersDraw) {
             "<ellipse cx=\"30\" cy=\"10\" rx=\"auto\" ry=\"2\" stroke=\"red\"/>"),
        "#ff0000: 15.00,10.00 10.00,15.00 5.00,10.00 10.00,5.00 15.00,10.00 / "
        "#ff0000: 32.00,10.00 30.00,12.00 28.00,10.00 30.00,8.00 32.00,10.00"},
+      {"a <switch> draws its first child whose conditions pass",
+       Page("<switch><line x2=\"1\" stroke=\"red\" systemLanguage=\"fr, de\"/>"
+            "<line x2=\"2\" stroke=\"red\" requiredExtensions=\"http://example.org/x\"/>"
+            "<line x2=\"3\" stroke=\"red\" systemLanguage=\"de, en-GB\"/>"
+            "<line x2=\"4\" stroke=\"red\"/></switch>"),
+       "#ff0000: 0.00,0.00 3.00,0.00"},
       {"internal entities are expanded",
        "<!DOCTYPE svg [<!ENTITY ns \"http://www.w3.org/2000/svg\"><!ENTITY l "
        "\"<line x2='&w;' stroke='red'/>\"><!ENTITY w \"96\">]>"

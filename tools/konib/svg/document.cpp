@@ -57,6 +57,18 @@ bool Transparent(const std::string& opacity) {
   return end != opacity.c_str() && v <= 0;
 }
 
+// The conditions an element may set on being drawn, as a browser in
+// English meets them: no extension is supported.
+bool Passes(const pugi::xml_node& node) {
+  if (node.attribute("requiredExtensions")) return false;
+  pugi::xml_attribute languages = node.attribute("systemLanguage");
+  if (!languages) return true;
+  std::string list = std::string(",") + languages.value();
+  for (char& ch : list)
+    if (std::isspace(static_cast<unsigned char>(ch))) ch = ',';
+  return list.find(",en") != std::string::npos;
+}
+
 bool Is(const pugi::xml_node& node, const char* name) {
   return std::strcmp(node.name(), name) == 0;
 }
@@ -488,7 +500,7 @@ bool Reader::Walk(const pugi::xml_node& node, const Context& parent, std::size_t
   if (node != root_ && ++elements_ > limits_.maxElements)
     return Fail(node, "more than " + std::to_string(limits_.maxElements) +
                           " elements, <use> instances and markers counted");
-  if (IsHidden(node.name())) return true;
+  if (IsHidden(node.name()) || !Passes(node)) return true;
   Context context = parent;
   Declarations declared = Cascade(node, sheet_);
   if (!Apply(node, declared, &context)) return true;
@@ -509,9 +521,10 @@ bool Reader::Walk(const pugi::xml_node& node, const Context& parent, std::size_t
     return Children(node, context, depth);
   }
   if (Is(node, "g") || Is(node, "a") || Is(node, "svg")) return Children(node, context, depth);
-  if (Is(node, "switch")) {  // the first child that it can show: here, the first element
+  if (Is(node, "switch")) {  // the first child whose conditions pass
     for (pugi::xml_node child = node.first_child(); child; child = child.next_sibling())
-      if (child.type() == pugi::node_element) return Walk(child, context, depth + 1);
+      if (child.type() == pugi::node_element && Passes(child))
+        return Walk(child, context, depth + 1);
     return true;
   }
   if (Is(node, "use")) return Use(node, context, depth);
