@@ -42,6 +42,14 @@ std::vector<Subpath> FromPaths(const ClipperLib::Paths& paths, bool closed) {
   return out;
 }
 
+// Without the dashes that hold no piece.
+std::vector<Subpath> Tidy(std::vector<Subpath> out) {
+  out.erase(
+      std::remove_if(out.begin(), out.end(), [](const Subpath& s) { return s.segments.empty(); }),
+      out.end());
+  return out;
+}
+
 }  // namespace
 
 std::vector<Subpath> Flattened(const std::vector<Subpath>& subpaths, double tolerance) {
@@ -84,7 +92,7 @@ std::vector<Subpath> Dash(const std::vector<Subpath>& lines, const std::vector<d
         if (on) {
           out.back().segments.push_back({false, {}, {}, at});
         } else {
-          if (++pieces > maxPieces) return out;
+          if (++pieces > maxPieces) return Tidy(std::move(out));
           out.push_back({at, {}});
         }
         on = !on;
@@ -96,10 +104,7 @@ std::vector<Subpath> Dash(const std::vector<Subpath>& lines, const std::vector<d
       from = g.end;
     }
   }
-  out.erase(
-      std::remove_if(out.begin(), out.end(), [](const Subpath& s) { return s.segments.empty(); }),
-      out.end());
-  return out;
+  return Tidy(std::move(out));
 }
 
 Region ToRegion(const std::vector<Subpath>& lines) {
