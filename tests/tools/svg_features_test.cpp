@@ -269,15 +269,18 @@ TEST(SvgFeatures, LayersChooseTheirPens) {
       "<g inkscape:groupmode=\"layer\" inkscape:label=\"5\" style=\"display:none\"><line x2=\"3\" "
       "stroke=\"red\"/></g>"
       "<g inkscape:groupmode=\"layer\" inkscape:label=\"7 more\"><line x2=\"4\" stroke=\"red\"/>"
-      "</g><line x2=\"5\" stroke=\"green\"/>",
+      "</g><line x2=\"5\" stroke=\"green\"/>"
+      "<g inkscape:groupmode=\"layer\" inkscape:label=\"17\"><line x2=\"6\" stroke=\"red\"/></g>",
       "xmlns:inkscape=\"http://www.inkscape.org/namespaces/inkscape\"");
   struct Case {
     std::string pensBy;
     std::vector<int> layers;
     std::string pens;  // shape: pen, in order
   } cases[] = {
-      {"", {}, "1:2 2:2 4:7 5:1"},  // layers by default; green takes the first free pen
-      {"colour", {}, "1:1 2:2 4:1 5:3"},
+      // Layers by default; green takes the first free pen, and so does red
+      // in a layer past the pens.
+      {"", {}, "1:2 2:2 4:7 5:1 6:3"},
+      {"colour", {}, "1:1 2:2 4:1 5:3 6:1"},
       {"layer", {7}, "4:7"},
       {"", {2, 5}, "1:2 2:2"},
   };

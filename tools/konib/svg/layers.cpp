@@ -11,9 +11,11 @@ bool HasNumberedLayers(const Drawing& drawing) {
          std::any_of(drawing.texts.begin(), drawing.texts.end(), numbered);
 }
 
+// A plotter has pens 1 to 16; a layer numbered past them goes by colour.
 void PensByLayer(Drawing* drawing) {
-  for (Shape& s : drawing->shapes) s.pen = s.layer;
-  for (Text& t : drawing->texts) t.pen = t.layer;
+  auto pen = [](int layer) { return layer <= 16 ? layer : 0; };
+  for (Shape& s : drawing->shapes) s.pen = pen(s.layer);
+  for (Text& t : drawing->texts) t.pen = pen(t.layer);
 }
 
 void KeepLayers(Drawing* drawing, const std::vector<int>& layers) {

@@ -114,7 +114,7 @@ void Flatten(const Subpath& subpath, double tolerance, const std::function<void(
 
 // Layers. True when some shape or text lies in a layer with a number.
 bool HasNumberedLayers(const Drawing& drawing);
-// Gives every shape and text in a numbered layer that number as its pen.
+// Gives every shape and text in a layer numbered 1 to 16 that number as its pen.
 void PensByLayer(Drawing* drawing);
 // Keeps only the shapes and texts of the layers numbered in `layers`.
 void KeepLayers(Drawing* drawing, const std::vector<int>& layers);
