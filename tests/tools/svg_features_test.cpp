@@ -161,6 +161,10 @@ TEST(SvgFeatures, DrawsWhatBrowsersDraw) {
             "<line x2=\"3\" stroke=\"red\" systemLanguage=\"de, en-GB\"/>"
             "<line x2=\"4\" stroke=\"red\"/></switch>"),
        "#ff0000: 0.00,0.00 3.00,0.00"},
+      {"elements with a prefix for SVG's namespace",
+       "<s:svg xmlns:s=\"http://www.w3.org/2000/svg\" width=\"96mm\" height=\"96mm\" "
+       "viewBox=\"0 0 96 96\"><s:g stroke=\"red\"><s:line x2=\"3\"/></s:g></s:svg>",
+       "#ff0000: 0.00,0.00 3.00,0.00"},
       {"internal entities are expanded",
        "<!DOCTYPE svg [<!ENTITY ns \"http://www.w3.org/2000/svg\"><!ENTITY l "
        "\"<line x2='&w;' stroke='red'/>\"><!ENTITY w \"96\">]>"

@@ -427,6 +427,29 @@ bool Reader::Read(const char* data, std::size_t size) {
     return false;
   }
   root_ = document.document_element();
+  // Elements written with a prefix bound to SVG's namespace on the root,
+  // as in <svg:svg xmlns:svg="...">, are named without it from here on.
+  std::string prefix;
+  const char* colon = std::strchr(root_.name(), ':');
+  if (colon != nullptr) {
+    prefix.assign(root_.name(), static_cast<std::size_t>(colon - root_.name()));
+    if (std::strcmp(root_.attribute(("xmlns:" + prefix).c_str()).value(),
+                    "http://www.w3.org/2000/svg") != 0)
+      prefix.clear();
+  }
+  if (!prefix.empty()) prefix += ':';
+  for (pugi::xml_node node = root_; node && !prefix.empty();) {
+    if (node.type() == pugi::node_element &&
+        std::strncmp(node.name(), prefix.c_str(), prefix.size()) == 0)
+      node.set_name(std::string(node.name() + prefix.size()).c_str());
+    if (node.first_child()) {
+      node = node.first_child();
+      continue;
+    }
+    while (node != root_ && !node.next_sibling()) node = node.parent();
+    if (node == root_) break;
+    node = node.next_sibling();
+  }
   if (!Is(root_, "svg")) return Fail(root_, "the document is not SVG");
   // One pass, by parent links so that depth costs no stack, for the ids
   // that <use>, markers and clip paths refer to, and the style sheets.
