@@ -19,25 +19,21 @@ CASES = [
     ("long-path", HEAD + '<path stroke="red" d="M0 0' + " L1 1" * (2 << 20) + '"/>\n</svg>',
      r"long-path\.svg:2: <path>: d is longer than 1048576 bytes"),
     ("million-elements", HEAD + "<g/>" * 1000000 + "</svg>", r"million-elements\.svg: more than 400000 tags"),
-    ("nan-attribute", HEAD + '<line x1="NaN" y1="0" x2="1" y2="1" stroke="red"/>\n</svg>',
-     r'nan-attribute\.svg:2: <line>: attribute x1 is not a length: "NaN"'),
-    ("nan-path", HEAD + '\n<path stroke="red" d="M 0 0 L nan 4"/>\n</svg>',
-     r"nan-path\.svg:3: <path>: path data: a number is missing at byte 8"),
-    ("nan-points", HEAD + '<polyline stroke="red" points="0,0 NaN,1"/>\n</svg>',
-     r"nan-points\.svg:2: <polyline>: points is not a list of coordinate pairs"),
     ("entity-expansion", '<?xml version="1.0"?>\n<!DOCTYPE svg [\n<!ENTITY a "aaaaaaaaaa">\n'
      + "".join(f'<!ENTITY {chr(98 + i)} "{("&" + chr(97 + i) + ";") * 10}">\n' for i in range(9))
-     + "]>\n" + HEAD + '<text x="1" y="1">&j;</text></svg>', r"entity-expansion\.svg:2: entity declarations are not supported"),
+     + "]>\n" + HEAD + '<text x="1" y="1">&j;</text></svg>', r"entity-expansion\.svg: entities nest or repeat beyond bounds"),
     ("external-entity", '<!DOCTYPE svg [<!ENTITY x SYSTEM "file:///etc/passwd">]>\n' + HEAD + "<text>&x;</text></svg>",
-     r"external-entity\.svg:1: entity declarations are not supported"),
+     r'external-entity\.svg: the external entity "x" is not read'),
     ("deep", HEAD + "<g>" * 100000 + "</g>" * 100000 + "</svg>", r"deep\.svg:2: <g>: elements nested more than 256 deep"),
-    ("huge-transform", HEAD + '<g transform="scale(1e300)"><line x2="1e300" stroke="red"/></g></svg>',
-     r"huge-transform\.svg:2: <line>: a coordinate is not finite after its transforms"),
     ("too-large", HEAD + "<!--" + "x" * (17 << 20) + "--></svg>", r"too-large\.svg: larger than 16777216 bytes"),
     ("binary", "\x00\x01\xff\xfe<svg", r"binary\.svg:1: not well-formed XML"),
     ("not-svg", "<html><body/></html>", r"not-svg\.svg:1: <html>: the document is not SVG"),
     ("no-size", '<svg xmlns="http://www.w3.org/2000/svg"><line x2="1" stroke="red"/></svg>',
-     r"no-size\.svg:1: <svg>: the document has neither a viewBox nor a width and height"),
+     r"no-size\.svg:1: <svg>: the document has no size, and its content none either"),
+    ("use-bomb", HEAD + '<defs><g id="l0"><line x2="1" stroke="red"/></g>\n'
+     + "".join(f'<g id="l{i}">' + f'<use href="#l{i - 1}"/>' * 10 + "</g>\n" for i in range(1, 10))
+     + '</defs><use href="#l9"/></svg>',
+     r"use-bomb\.svg:\d+: <\w+>: more than 200000 elements, <use> instances and markers counted"),
 ]
 
 

@@ -86,6 +86,18 @@ int main(int argc, char** argv) {
       ->capture_default_str();
 
   // Reading the drawing: layers and pens.
+  plotCommand
+      ->add_option("--pens-by", plot.pensBy,
+                   "layer: each Inkscape layer on the pen its name starts with (\"2 red pen\": "
+                   "pen 2; shapes outside numbered layers by colour); colour: pens by colour. "
+                   "Default: layer when the drawing has numbered layers, else colour. Hidden "
+                   "layers are never plotted")
+      ->check(CLI::IsMember({"layer", "colour"}));
+  plotCommand
+      ->add_option("--layers", plot.layers,
+                   "N,... plot only the layers whose names start with these numbers")
+      ->delimiter(',')
+      ->check(CLI::PositiveNumber);
 
   // Planning: pens, joins, order, reports, stop and resume.
 

@@ -28,6 +28,12 @@ int Plot(const PlotOptions& o) {
                  error.message.c_str(), "");
     return kBadInput;
   }
+  // Reading the drawing: what was mended or left out, then layers and their pens.
+  for (const svg::Error& w : drawing.warnings)
+    std::fprintf(stderr, "konib: %s%s: %s%s\n", o.drawing.c_str(),
+                 w.line > 0 ? (":" + std::to_string(w.line)).c_str() : "",
+                 w.element.empty() ? "" : ("<" + w.element + ">: ").c_str(), w.message.c_str());
+  svg::ChooseLayers(&drawing, o.pensBy, o.layers);
   ModelFile file;
   std::string section;
   ModelList model;

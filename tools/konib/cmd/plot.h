@@ -20,6 +20,8 @@ struct PlotOptions {
   std::vector<std::string> penMap;  // COLOUR=PEN
   Destination to;
   // Reading the drawing.
+  std::string pensBy;       // layer, colour; "": layer when the drawing has numbered layers
+  std::vector<int> layers;  // the layers to plot; empty: all
 
   // Planning.
 

@@ -180,9 +180,17 @@ bool AssignPens(const svg::Drawing& drawing, const std::vector<std::string>& map
     (*pens)[colour] = static_cast<int>(pen);
     taken[pen] = true;
   }
+  // Pens by layer: what a layer's pen draws needs no pen for its colour,
+  // and that pen is no longer free for the colours.
+  for (const svg::Shape& s : drawing.shapes)
+    if (s.pen >= 1 && s.pen <= 16) taken[s.pen] = true;
+  for (const svg::Text& t : drawing.texts)
+    if (t.pen >= 1 && t.pen <= 16) taken[t.pen] = true;
   std::vector<std::pair<std::size_t, std::string>> seen;
-  for (const svg::Shape& s : drawing.shapes) seen.push_back({s.line, s.colour});
-  for (const svg::Text& t : drawing.texts) seen.push_back({t.line, t.colour});
+  for (const svg::Shape& s : drawing.shapes)
+    if (s.pen == 0) seen.push_back({s.line, s.colour});
+  for (const svg::Text& t : drawing.texts)
+    if (t.pen == 0) seen.push_back({t.line, t.colour});
   std::stable_sort(seen.begin(), seen.end(),
                    [](const auto& a, const auto& b) { return a.first < b.first; });
   int next = 1;
@@ -208,7 +216,7 @@ Work Lay(const svg::Drawing& drawing, const std::map<std::string, int>& pens,
          const Placement& place) {
   Work work;
   for (const svg::Shape& shape : drawing.shapes) {
-    int pen = pens.at(shape.colour);
+    int pen = shape.pen > 0 ? shape.pen : pens.at(shape.colour);  // a layer's pen first
     for (const svg::Subpath& subpath : shape.subpaths) {
       svg::Point start = place.Map(subpath.start);
       plan::Path path{pen, {{start.x, start.y}}};
@@ -221,8 +229,9 @@ Work Lay(const svg::Drawing& drawing, const std::map<std::string, int>& pens,
   }
   for (const svg::Text& text : drawing.texts) {
     svg::Point at = place.Map(text.position);
-    work.labels.push_back({pens.at(text.colour), {at.x, at.y}, text.size * place.scale,
-                           place.MapAngle(text.angle), text.text});
+    int pen = text.pen > 0 ? text.pen : pens.at(text.colour);  // a layer's pen first
+    work.labels.push_back(
+        {pen, {at.x, at.y}, text.size * place.scale, place.MapAngle(text.angle), text.text});
   }
   return work;
 }

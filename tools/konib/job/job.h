@@ -50,6 +50,8 @@ Placement Place(const svg::Drawing& drawing, const Paper& paper, const std::stri
 
 // Pens for the colours of a drawing: the map first, then the other colours
 // in order of appearance on the pens the map left free, round again after 16.
+// Shapes and texts that already have a pen (by layer) take no colour's pen,
+// and their pens are not handed to colours while others are free.
 // False with a message for a bad map entry.
 bool AssignPens(const svg::Drawing& drawing, const std::vector<std::string>& map,
                 std::map<std::string, int>* pens, std::string* message);

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "svg/svg.h"
 
@@ -145,14 +146,30 @@ void ArcToCubics(Point from, double rx, double ry, double rotation, bool large, 
 }  // namespace
 
 bool ParsePathData(const std::string& d, std::vector<Subpath>* subpaths, std::string* message,
-                   std::size_t maxSegments) {
+                   std::size_t maxSegments, std::vector<bool>* arcs) {
+  std::vector<std::pair<std::size_t, std::size_t>> continued;  // subpath, piece
   Scanner scan(d);
   Point current{0, 0}, start{0, 0}, lastControl{0, 0};
   char previous = 0;  // the command before, for the smooth curves
   char command = 0;
   std::size_t count = 0;
+  // Subpaths that hold nothing (a lone move, the start behind a close) draw nothing.
+  auto tidy = [&]() {
+    if (arcs != nullptr) {  // pieces in order; empty subpaths hold none, so erasing them moves none
+      std::vector<std::size_t> first(subpaths->size() + 1, 0);
+      for (std::size_t i = 0; i < subpaths->size(); ++i)
+        first[i + 1] = first[i] + (*subpaths)[i].segments.size();
+      arcs->assign(first.back(), false);
+      for (const auto& c : continued) (*arcs)[first[c.first] + c.second] = true;
+    }
+    subpaths->erase(std::remove_if(subpaths->begin(), subpaths->end(),
+                                   [](const Subpath& s) { return s.segments.empty(); }),
+                    subpaths->end());
+  };
+  // What came before the error stays, as a browser draws it.
   auto fail = [&](const char* what) {
     *message = std::string("path data: ") + what + " at byte " + std::to_string(scan.at());
+    tidy();
     return false;
   };
   auto segments = [&]() -> std::vector<Segment>& {
@@ -256,13 +273,17 @@ bool ParsePathData(const std::string& d, std::vector<Subpath>* subpaths, std::st
             !scan.Number(&v[4]))
           return fail("bad arc");
         Point to = Add(base, {v[3], v[4]});
+        std::size_t before = segments().size();
         ArcToCubics(current, v[0], v[1], v[2], large, sweep, to, &segments());
+        for (std::size_t i = before + 1; i < segments().size(); ++i)
+          continued.push_back({subpaths->size() - 1, i});
         current = to;
         break;
       }
       case 'Z':
         if (!subpaths->empty() && (current.x != start.x || current.y != start.y))
           segments().push_back({false, {}, {}, start});
+        if (!subpaths->empty()) subpaths->back().closed = true;
         current = start;
         // A command after a close starts a new subpath at the same point.
         subpaths->push_back({current, {}});
@@ -274,10 +295,7 @@ bool ParsePathData(const std::string& d, std::vector<Subpath>* subpaths, std::st
       return false;
     }
   }
-  // Subpaths that hold nothing (a lone move, the start behind a close) draw nothing.
-  subpaths->erase(std::remove_if(subpaths->begin(), subpaths->end(),
-                                 [](const Subpath& s) { return s.segments.empty(); }),
-                  subpaths->end());
+  tidy();
   return true;
 }
 

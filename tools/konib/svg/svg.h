@@ -2,14 +2,24 @@
 // model, outlines and texts in millimetres on the document's page.
 //
 // Every shape becomes subpaths of straight and cubic pieces, already through
-// all nested transforms and the root viewBox: lines, rectangles, circles and
-// ellipses, polylines and polygons, and paths with every command of the path
-// grammar (arcs become cubics). Curves are flattened only when plotted, so
-// that the tolerance can be given in plotter units.
+// all nested transforms, viewports and viewBoxes: lines, rectangles, circles
+// and ellipses, polylines and polygons, and paths with every command of the
+// path grammar (arcs become cubics), with what <use> instantiates (symbols
+// and reused definitions) and the markers on their vertices. Curves are
+// flattened only when plotted, so that the tolerance can be given in
+// plotter units; dashed and clipped shapes are flattened here, finely,
+// because their pieces depend on the flattened outline.
 //
-// Bad input has one answer: ReadSvg returns false with a message, the line
-// and the element. The reader holds a bounded amount of memory whatever the
-// input (see Limits), refuses entity declarations, and never recurses more
+// Styles cascade as in a browser: presentation attributes, <style> sheets,
+// style attributes. Inkscape layers (`inkscape:groupmode="layer"`) whose
+// label starts with a number give their shapes that number as `layer`.
+//
+// Errors inside the document are met as a browser meets them: what comes
+// before the error is drawn, and a warning names the line and element.
+// A document that cannot be read at all (not XML, not SVG, past the limits)
+// makes ReadSvg return false with a message. The reader holds a bounded
+// amount of memory whatever the input (see Limits), expands internal
+// entities within bounds, refuses external ones, and never recurses more
 // deeply than Limits::maxDepth.
 #pragma once
 
@@ -36,6 +46,7 @@ struct Segment {
 struct Subpath {
   Point start;
   std::vector<Segment> segments;
+  bool closed = false;  // closed by its data (Z, a polygon, a rectangle...)
 };
 
 // Everything a shape element draws, in the colour of its pen: its stroke,
@@ -48,6 +59,8 @@ struct Shape {
   std::string stroke;    // the stroke's colour; "" when not stroked
   std::string fill;      // the fill's colour; "" when not filled (none, or opacity 0)
   bool evenOdd = false;  // fill-rule: evenodd, else nonzero
+  int layer = 0;         // the number its layer's label starts with; 0: none
+  int pen = 0;           // a pen chosen before the colours are (by layer); 0: none
 };
 
 // A text element: where its first character starts, its height in
@@ -60,6 +73,14 @@ struct Text {
   double angle;
   std::string text;  // UTF-8 as in the document, blanks collapsed
   std::size_t line;
+  int layer = 0;  // as for a shape
+  int pen = 0;
+};
+
+struct Error {
+  std::string message;
+  std::size_t line = 0;  // 0: the document as a whole
+  std::string element;   // empty: the document as a whole
 };
 
 // The page is (0, 0) to (width, height) in millimetres, y pointing down.
@@ -68,6 +89,7 @@ struct Drawing {
   double height = 0;
   std::vector<Shape> shapes;
   std::vector<Text> texts;
+  std::vector<Error> warnings;  // what was skipped or mended, in document order
 };
 
 struct Limits {
@@ -76,13 +98,8 @@ struct Limits {
   std::size_t maxElements = 200000;    // elements visited
   std::size_t maxPathData = 1u << 20;  // one `d` or `points` attribute
   std::size_t maxSegments = 2000000;   // pieces of all shapes together
-  std::size_t maxDepth = 256;          // nesting of elements
-};
-
-struct Error {
-  std::string message;
-  std::size_t line = 0;  // 0: the document as a whole
-  std::string element;   // empty: the document as a whole
+  std::size_t maxDepth = 256;          // nesting of elements, <use> and markers included
+  std::size_t maxWarnings = 100;       // kept; one more tells how many were left out
 };
 
 // Reads the document in `data`. On success fills `drawing` and returns true;
@@ -95,10 +112,24 @@ bool ReadSvg(const char* data, std::size_t size, Drawing* drawing, Error* error,
 // 4096 pieces per curve).
 void Flatten(const Subpath& subpath, double tolerance, const std::function<void(Point)>& point);
 
+// Layers. True when some shape or text lies in a layer with a number.
+bool HasNumberedLayers(const Drawing& drawing);
+// Gives every shape and text in a layer numbered 1 to 16 that number as its pen.
+void PensByLayer(Drawing* drawing);
+// Keeps only the shapes and texts of the layers numbered in `layers`.
+void KeepLayers(Drawing* drawing, const std::vector<int>& layers);
+// What `--layers` and `--pens-by` ask: the layers kept (all when `layers` is
+// empty), and pens by "layer", by "colour", or ("") by layer when the
+// drawing has numbered layers, else by colour.
+void ChooseLayers(Drawing* drawing, const std::string& pensBy, const std::vector<int>& layers);
+
 // Exposed for the tests: the pieces of path data `d` (user units, no
-// transform), or false with a message.
+// transform), or false with a message and the pieces before the error.
+// `arcs`, when given, receives for each piece in order (all subpaths
+// together) whether it continues an arc that an earlier piece began, so
+// that no vertex lies between them.
 bool ParsePathData(const std::string& d, std::vector<Subpath>* subpaths, std::string* message,
-                   std::size_t maxSegments);
+                   std::size_t maxSegments, std::vector<bool>* arcs = nullptr);
 
 // Exposed for the tests: a colour as the reader normalises it; "" for none.
 std::string NormaliseColour(const std::string& text);
