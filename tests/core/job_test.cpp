@@ -93,7 +93,7 @@ TEST(Job, StartPageForgetsTheDeviceStateButKeepsThePen) {
   NibStartPage(m.get());
   EXPECT_EQ(m.h()->stateFlags, 0u);
   EXPECT_EQ(m.Take(), "SP4;[4]");  // row 3 holds pen number 4
-  SelectPen(m.h(), 3);  // the first drawing of a page selects its pen again
+  SelectPen(m.h(), 3);             // the first drawing of a page selects its pen again
   EXPECT_EQ(m.Take(), "SP4;");
 }
 
@@ -116,14 +116,16 @@ TEST(Job, HomeSendsTheTemplateOrAMove) {
 }
 
 TEST(SelectPen, SentOnlyWhenTheDeviceMustChange) {
-  ModelHandle m{{"Command.Pen", "SP\\pn;"}, {"Command.NextPen", "NP\\pn;"}, {"PenLayout", "1,2,3,3"}};
+  ModelHandle m{
+      {"Command.Pen", "SP\\pn;"}, {"Command.NextPen", "NP\\pn;"}, {"PenLayout", "1,2,3,3"}};
   SelectPen(m.h(), 2);
   SelectPen(m.h(), 2);
   SelectPen(m.h(), 3);  // the same pen number in another row
   EXPECT_EQ(m.Take(), "SP3;");
   EXPECT_EQ(m.h()->devicePenIndex, 2);
 
-  ModelHandle one{{"Command.Pen", "SP\\pn;"}, {"Command.NextPen", "NP\\pn;"}, {"PenLayout", "1,2,3,3"}};
+  ModelHandle one{
+      {"Command.Pen", "SP\\pn;"}, {"Command.NextPen", "NP\\pn;"}, {"PenLayout", "1,2,3,3"}};
   one.h()->nextPenMode = 1;
   SelectPen(one.h(), 2);
   SelectPen(one.h(), 3);
@@ -131,7 +133,8 @@ TEST(SelectPen, SentOnlyWhenTheDeviceMustChange) {
   EXPECT_EQ(one.Take(), "NP0;SP3;NP3;SP3;");  // judged by index; NextPen sees the old pen
   EXPECT_EQ(one.h()->devicePenIndex, 3);
 
-  ModelHandle two{{"Command.Pen", "SP\\pn;"}, {"Command.NextPen", "NP\\pn;"}, {"PenLayout", "1,2,3,3"}};
+  ModelHandle two{
+      {"Command.Pen", "SP\\pn;"}, {"Command.NextPen", "NP\\pn;"}, {"PenLayout", "1,2,3,3"}};
   two.h()->nextPenMode = 2;
   SelectPen(two.h(), 2);
   SelectPen(two.h(), 3);
@@ -183,31 +186,6 @@ TEST(Job, EmptyHandleSucceeds) {
   EXPECT_EQ(NibEndPage(p.get()), 1);
   EXPECT_EQ(NibHome(p.get()), 1);
   EXPECT_EQ(NibTerminate(p.get()), 1);
-}
-
-// A device that refuses at byte k, for every k of a short job: each call
-// reports the failure, and no byte reaches the device after it.
-TEST(Job, RefusalAtEveryByte) {
-  // The whole job is the 12 bytes ISP3YMLENSET.
-  for (long k = 0; k < 12; ++k) {
-    Job m(1);
-    _NibDeviceProc procs = m.device.Procs(true, false);
-    NibSetDeviceProc(m.get(), &procs);
-    m.device.refusePutAt = k;
-    int ok = NibInitiate(m.get());
-    ok &= NibStartPage(m.get());
-    SelectPen(m.h(), 2);
-    SelectStyle(m.h(), 0);
-    CommandMove(m.h(), {1, 1});
-    CommandLine(m.h(), {2, 2});
-    ok &= NibEndPage(m.get());
-    ok &= NibStartPage(m.get());
-    ok &= NibEndPage(m.get());
-    ok &= NibTerminate(m.get());
-    EXPECT_EQ(ok, 0) << k;
-    EXPECT_EQ(m.device.bytes.size(), static_cast<std::size_t>(k)) << k;
-    EXPECT_EQ(m.h()->failure, kDeviceFailure);
-  }
 }
 
 TEST(Job, RefusedFlushStopsTheStartOfThePage) {
