@@ -24,9 +24,9 @@ TEST(Walker, UnrecognisedEscapesLoseTheirBackslash) {
   EXPECT_EQ(expand("\\\\"), "\\");
   EXPECT_EQ(expand("a\\,b"), "a,b");
   EXPECT_EQ(expand("\\zz"), "zz");
-  EXPECT_EQ(expand("\\$G1"), "$G1");   // not two hex digits: not an escape
+  EXPECT_EQ(expand("\\$G1"), "$G1");  // not two hex digits: not an escape
   EXPECT_EQ(expand("\\$4"), "$4");
-  EXPECT_EQ(expand("\\5c"), "5c");     // only \$5c is the byte 0x5C
+  EXPECT_EQ(expand("\\5c"), "5c");  // only \$5c is the byte 0x5C
   EXPECT_EQ(expand("\\$5c"), "\\");
 }
 
@@ -101,17 +101,6 @@ TEST(Walker, FailureMidwayRefusesTheRestButWalksOn) {
   EXPECT_EQ(expand.device.bytes, "AB");
   EXPECT_EQ(expand.h()->failure, kDeviceFailure);
   EXPECT_EQ(ExpandTemplate(expand.h(), ""), 0);  // the result reports the failure
-}
-
-TEST(ParseHexByte, TwoDigitsOfEitherCase) {
-  char byte = 0;
-  EXPECT_EQ(ParseHexByte("7f", &byte), 2u);
-  EXPECT_EQ(byte, 0x7f);
-  EXPECT_EQ(ParseHexByte("A0x", &byte), 2u);
-  EXPECT_EQ(static_cast<unsigned char>(byte), 0xA0);
-  EXPECT_EQ(ParseHexByte("g0", &byte), 0u);
-  EXPECT_EQ(ParseHexByte("0", &byte), 0u);
-  EXPECT_EQ(ParseHexByte("", &byte), 0u);
 }
 
 }  // namespace
