@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <utility>
@@ -11,10 +9,6 @@
 #include "support/model_list.h"
 #include "support/scripted_device.h"
 #include "support/test_device.h"
-
-#ifndef KONIB_SOURCE_DIR
-#error "KONIB_SOURCE_DIR must name the source folder"
-#endif
 
 namespace konib {
 namespace {
@@ -365,33 +359,6 @@ TEST(Digitize, RefusedOnNullAndFailedHandles) {
   EXPECT_EQ(NibDigitizePosition(none.get(), &pair), 1);
   EXPECT_EQ(none.device.reads, 0);
   EXPECT_EQ(pair.x, kBefore.x);
-}
-
-std::string ReadModelFile(const char* name) {
-  std::ifstream in(std::string(KONIB_SOURCE_DIR) + "/models/" + name, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-TEST(BundledDigitizer, ReadsPointsInMillimetres) {
-  std::string text = ReadModelFile("digitizer.ini");
-  _NibREG_DATA* list = NibGetRegistry2(text.data(), static_cast<unsigned long>(text.size()),
-                                       nullptr, 0, "HP-GL Digitizing Plotter");
-  ASSERT_NE(list, nullptr);
-  Digitizer d({});
-  ASSERT_EQ(NibSetPlotter2(d.get(), list), 1);
-  NibFreeRegistry2(list);
-  d.device.script = {{"DP;OD;", "4000,2000,1\r\n"}, {"DP;OD;", "-120,7999.5,0\r\n"}};
-  Session s = Converse(d);
-  EXPECT_EQ(s.results, 0x7F);
-  EXPECT_EQ(d.device.heard, "IN;\r\nSP1;DP;OD;DP;OD;SP0;DC;\r\nIN;\r\n");  // Command.Term last
-  EXPECT_DOUBLE_EQ(s.first.x, 100);
-  EXPECT_DOUBLE_EQ(s.first.y, 50);
-  EXPECT_DOUBLE_EQ(s.second.x, -3);
-  EXPECT_DOUBLE_EQ(s.second.y, 199.9875);
-  char key[16];
-  int length = 0;
-  EXPECT_EQ(NibDigitizeKey(d.get(), key, &length), 1);
-  EXPECT_STREQ(key, "ENTER");
 }
 
 }  // namespace
