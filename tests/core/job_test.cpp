@@ -182,6 +182,33 @@ TEST(Job, EmptyHandleSucceeds) {
   EXPECT_EQ(NibTerminate(p.get()), 1);
 }
 
+// A device that refuses at byte k, for every k of a two-page job: each
+// call reports the failure, and no byte reaches the device after it. The
+// refusal test's sheets have one page; this job's second page starts with
+// Command.NextPage, whose refusal must stop the page too.
+TEST(Job, RefusalAtEveryByte) {
+  // The whole job is the 12 bytes ISP3YMLENSET.
+  for (long k = 0; k < 12; ++k) {
+    Job m(1);
+    _NibDeviceProc procs = m.device.Procs(true, false);
+    NibSetDeviceProc(m.get(), &procs);
+    m.device.refusePutAt = k;
+    int ok = NibInitiate(m.get());
+    ok &= NibStartPage(m.get());
+    SelectPen(m.h(), 2);
+    SelectStyle(m.h(), 0);
+    CommandMove(m.h(), {1, 1});
+    CommandLine(m.h(), {2, 2});
+    ok &= NibEndPage(m.get());
+    ok &= NibStartPage(m.get());
+    ok &= NibEndPage(m.get());
+    ok &= NibTerminate(m.get());
+    EXPECT_EQ(ok, 0) << k;
+    EXPECT_EQ(m.device.bytes.size(), static_cast<std::size_t>(k)) << k;
+    EXPECT_EQ(m.h()->failure, kDeviceFailure);
+  }
+}
+
 TEST(Job, RefusedFlushStopsTheStartOfThePage) {
   Job m(1);
   NibEndPage(m.get());
