@@ -53,10 +53,11 @@ class Random {
 };
 
 // FNV-1a: a fingerprint against accidents, not adversaries, which is all a
-// change of output is; with the length beside it, no change goes unseen.
+// change of output is; a changed job keeps its 64 bits by a chance of one in
+// 2^64.
 std::string Fingerprint(const std::string& bytes) {
   std::uint64_t hash = 0xcbf29ce484222325ull;
-  for (unsigned char byte : bytes) hash = (hash ^ byte) * 0x100000001b3ull;
+  for (char byte : bytes) hash = (hash ^ static_cast<unsigned char>(byte)) * 0x100000001b3ull;
   char text[17];
   std::snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(hash));
   return text;
