@@ -117,21 +117,5 @@ TEST(Handle, FailureIsFinalAndRefusesBinding) {
   EXPECT_EQ(NibSetDeviceProc(nullptr, &procs), 0);
 }
 
-TEST(Handle, TwoHandlesAreIndependent) {
-  HandlePtr a, b;
-  TestDevice da, db;
-  da.refusePutAt = 0;
-  da.BindPut(a.get());
-  db.BindPut(b.get());
-  NibSpfuncCall ca{}, cb{};
-  ca.handle = a.get();
-  cb.handle = b.get();
-  EXPECT_EQ(_spfunc_write(&ca, "A", 1), 0);
-  EXPECT_EQ(_spfunc_write(&cb, "B", 1), 1);
-  EXPECT_EQ(H(a)->failure, kDeviceFailure);
-  EXPECT_EQ(H(b)->failure, kGood);
-  EXPECT_EQ(db.bytes, "B");
-}
-
 }  // namespace
 }  // namespace konib

@@ -93,7 +93,7 @@ TEST(Job, StartPageForgetsTheDeviceStateButKeepsThePen) {
   NibStartPage(m.get());
   EXPECT_EQ(m.h()->stateFlags, 0u);
   EXPECT_EQ(m.Take(), "SP4;[4]");  // row 3 holds pen number 4
-  SelectPen(m.h(), 3);  // the first drawing of a page selects its pen again
+  SelectPen(m.h(), 3);             // the first drawing of a page selects its pen again
   EXPECT_EQ(m.Take(), "SP4;");
 }
 
@@ -115,28 +115,25 @@ TEST(Job, HomeSendsTheTemplateOrAMove) {
   EXPECT_EQ(empty.Take(), "PU0,0;");
 }
 
+// Mode 0 judges by pen number; mode 1 by index and sends NextPen with the
+// old pen; mode 2 sends NextPen but judges by number.
 TEST(SelectPen, SentOnlyWhenTheDeviceMustChange) {
-  ModelHandle m{{"Command.Pen", "SP\\pn;"}, {"Command.NextPen", "NP\\pn;"}, {"PenLayout", "1,2,3,3"}};
-  SelectPen(m.h(), 2);
-  SelectPen(m.h(), 2);
-  SelectPen(m.h(), 3);  // the same pen number in another row
-  EXPECT_EQ(m.Take(), "SP3;");
-  EXPECT_EQ(m.h()->devicePenIndex, 2);
-
-  ModelHandle one{{"Command.Pen", "SP\\pn;"}, {"Command.NextPen", "NP\\pn;"}, {"PenLayout", "1,2,3,3"}};
-  one.h()->nextPenMode = 1;
-  SelectPen(one.h(), 2);
-  SelectPen(one.h(), 3);
-  SelectPen(one.h(), 3);
-  EXPECT_EQ(one.Take(), "NP0;SP3;NP3;SP3;");  // judged by index; NextPen sees the old pen
-  EXPECT_EQ(one.h()->devicePenIndex, 3);
-
-  ModelHandle two{{"Command.Pen", "SP\\pn;"}, {"Command.NextPen", "NP\\pn;"}, {"PenLayout", "1,2,3,3"}};
-  two.h()->nextPenMode = 2;
-  SelectPen(two.h(), 2);
-  SelectPen(two.h(), 3);
-  SelectPen(two.h(), 1);
-  EXPECT_EQ(two.Take(), "NP0;SP3;NP3;SP2;");  // NextPen, but judged by number
+  const struct {
+    int mode;
+    int pens[3];  // rows of PenLayout 1,2,3,3 selected in turn
+    const char* sent;
+    int index;  // devicePenIndex afterwards
+  } cases[] = {{0, {2, 2, 3}, "SP3;", 2},
+               {1, {2, 3, 3}, "NP0;SP3;NP3;SP3;", 3},
+               {2, {2, 3, 1}, "NP0;SP3;NP3;SP2;", 1}};
+  for (const auto& c : cases) {
+    ModelHandle m{
+        {"Command.Pen", "SP\\pn;"}, {"Command.NextPen", "NP\\pn;"}, {"PenLayout", "1,2,3,3"}};
+    m.h()->nextPenMode = c.mode;
+    for (int pen : c.pens) SelectPen(m.h(), pen);
+    EXPECT_EQ(m.Take(), c.sent) << c.mode;
+    EXPECT_EQ(m.h()->devicePenIndex, c.index) << c.mode;
+  }
 }
 
 TEST(SelectPen, RefusedNextPenChangesNoState) {
@@ -185,8 +182,10 @@ TEST(Job, EmptyHandleSucceeds) {
   EXPECT_EQ(NibTerminate(p.get()), 1);
 }
 
-// A device that refuses at byte k, for every k of a short job: each call
-// reports the failure, and no byte reaches the device after it.
+// A device that refuses at byte k, for every k of a two-page job: each
+// call reports the failure, and no byte reaches the device after it. The
+// refusal test's sheets have one page; this job's second page starts with
+// Command.NextPage, whose refusal must stop the page too.
 TEST(Job, RefusalAtEveryByte) {
   // The whole job is the 12 bytes ISP3YMLENSET.
   for (long k = 0; k < 12; ++k) {

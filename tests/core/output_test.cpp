@@ -61,22 +61,6 @@ TEST(Output, FortyThousandBytesMakeTwoBlocksAndLeaveTheRest) {
   EXPECT_EQ(device.blocks.size(), 3u);
 }
 
-TEST(Output, RefusedPutAtEveryByteEndsTheHandle) {
-  std::string data = Pattern(10);
-  for (long k = 0; k < 10; ++k) {
-    HandlePtr p;
-    TestDevice device;
-    device.refusePutAt = k;
-    device.BindPut(p.get());
-    EXPECT_EQ(EmitBytes(H(p), data.data(), 10), 0) << k;
-    EXPECT_EQ(H(p)->failure, kDeviceFailure);
-    EXPECT_EQ(device.bytes, data.substr(0, static_cast<std::size_t>(k)));
-    EXPECT_EQ(device.putCalls, k + 1);  // nothing after the refused byte
-    EXPECT_EQ(EmitBytes(H(p), "x", 1), 0);
-    EXPECT_EQ(device.putCalls, k + 1);
-  }
-}
-
 TEST(Output, RefusedWriteKeepsTheBlockAndEndsTheHandle) {
   HandlePtr p;
   TestDevice device;
@@ -123,20 +107,6 @@ TEST(Output, RebindingKeepsWaitingBytesForTheNextWriter) {
   EXPECT_EQ(FlushOutput(H(p)), 1);
   EXPECT_EQ(second.bytes, "wait");
   EXPECT_TRUE(first.bytes.empty());
-}
-
-TEST(Output, SetDeviceProcCopiesEveryField) {
-  HandlePtr p;
-  TestDevice device;
-  _NibDeviceProc procs = device.Procs(true, true, true, true);
-  procs.dataCode = 3;
-  ASSERT_EQ(NibSetDeviceProc(p.get(), &procs), 1);
-  EXPECT_EQ(H(p)->dataCode, 3);
-  EXPECT_EQ(H(p)->deviceCookie, &device);
-  EXPECT_EQ(H(p)->putProc, procs.put);
-  EXPECT_EQ(H(p)->writeProc, procs.write);
-  EXPECT_EQ(H(p)->readProc, procs.read);
-  EXPECT_EQ(H(p)->readCheckProc, procs.readCheck);
 }
 
 TEST(ExtensionEntries, WriteReadAndCheck) {

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <utility>
@@ -11,10 +9,6 @@
 #include "support/model_list.h"
 #include "support/scripted_device.h"
 #include "support/test_device.h"
-
-#ifndef KONIB_SOURCE_DIR
-#error "KONIB_SOURCE_DIR must name the source folder"
-#endif
 
 namespace konib {
 namespace {
@@ -59,22 +53,13 @@ const std::string kLong31 = "0000000000000000000000000012.50";  // 31 bytes
 const std::string kBlanks200(200, ' ');
 
 TEST(DigitizePosition, PatternsPickNumbersOutOfTheReply) {
+  // clang-format off
   const PatternCase cases[] = {
-      {"a point with its pen state",
-       "OA;\\<\\x1,\\y1,\\d\\n>",
-       "123.5,40,2\r\n",
-       "OA;",
-       {61.75, 20},
-       "",
-       "0.5"},
+      {"a point with its pen state", "OA;\\<\\x1,\\y1,\\d\\n>", "123.5,40,2\r\n", "OA;",
+        {61.75, 20}, "", "0.5"},
       {"only x: pair untouched", "\\<\\x1\\n>", "5\r\n", "", kBefore, ""},
-      {"x2 and y2 count from the centre",
-       "\\<\\x2,\\y2\\n>",
-       "-200,-100\r\n",
-       "",
-       {480, 390},
-       "",
-       "0.1"},
+      {"x2 and y2 count from the centre", "\\<\\x2,\\y2\\n>", "-200,-100\r\n", "", {480, 390}, "",
+        "0.1"},
       {"\\$2C ends a number as a comma", "\\<\\x1\\$2C\\y1\\n>", "3,4\r\n", "", {3, 4}, ""},
       {"\\n ends at CR and drops any byte", "\\<\\x1\\n\\y1\\n>", "3\rX4\r\n", "", {3, 4}, ""},
       {"element \\n compares CR LF", "\\<\\x1,\\y1,\\n>", "1,2,\r\n", "", {1, 2}, ""},
@@ -86,52 +71,31 @@ TEST(DigitizePosition, PatternsPickNumbersOutOfTheReply) {
       {"signs in odd places", "\\<\\x1,\\y1\\n>", "1-2,+-3\r\n", "", {1, 0}, ""},
       {"plain decimals only", "\\<\\x1,\\y1\\n>", "0x10,inf\r\n", "", {0, 0}, ""},
       {"nan is no number", "\\<\\x1,\\y1\\n>", "nan,-1.5e1x\r\n", "", {0, -15}, ""},
-      {"bytes above 0x7F",
-       "\\<\\x1,\\y1\\n>",
-       "\xff"
-       "12,3\xa0\r\n",
-       "",
-       {0, 3},
-       ""},
+      {"bytes above 0x7F", "\\<\\x1,\\y1\\n>", "\xff" "12,3\xa0\r\n", "", {0, 3}, ""},
       {"a literal that fits", "\\<OK\\n>", "OK\r\n", "", kBefore, ""},
       {"a literal that does not", "\\<AB>", "XY", "AB>", kBefore, "Y"},
       {"> behind a number ends it", "\\<\\x1>\\y1\\n>", "5>6\r\n", "", {5, 6}, ""},
-      {"hexadecimal literal",
-       "\\<\\$02\\x1,\\y1\\n>",
-       "\x02"
-       "1,2\r\n",
-       "",
-       {1, 2},
-       ""},
-      {"hexadecimal literal, other byte", "\\<\\$02\\x1,\\y1\\n>",
-       "\x03"
-       "1,2\r\n",
-       "$02x1,y1\r\n>", kBefore, "1,2\r\n"},
+      {"hexadecimal literal", "\\<\\$02\\x1,\\y1\\n>", "\x02" "1,2\r\n", "", {1, 2}, ""},
+      {"hexadecimal literal, other byte", "\\<\\$02\\x1,\\y1\\n>", "\x03" "1,2\r\n",
+        "$02x1,y1\r\n>", kBefore, "1,2\r\n"},
       {"\\$ without digits reads nothing", "\\<\\$G1>", "Z", "$G1>", kBefore, "Z"},
       {"terminator \\$ without digits", "\\<\\x1\\$G1,\\y1\\n>", "5,6\r\n", "$G1,y1\r\n>", kBefore,
-       "5,6\r\n"},
+        "5,6\r\n"},
       {"a number at the template's end", "\\<\\x1", "5,", "", kBefore, "5,"},
       {"31 bytes are a number", "\\<\\x1,\\y1\\n>", kLong31 + ",1\r\n", "", {12.5, 1}, ""},
       {"32 are not, the reply stays in step", "\\<\\x1,\\y1\\n>", "0" + kLong31 + ",1\r\n", "",
-       kBefore, ""},
-      {"padding blanks are not stored",
-       "\\<\\x1,\\y1\\n>",
-       kBlanks200 + "7," + kBlanks200 + "8\r\n",
-       "",
-       {7, 8},
-       ""},
+        kBefore, ""},
+      {"padding blanks are not stored", "\\<\\x1,\\y1\\n>",
+        kBlanks200 + "7," + kBlanks200 + "8\r\n", "", {7, 8}, ""},
       {"a function delivers both axes", "\\[probe.Deliver,1,3,10,20]", "", "{word0}", {10, 20}, ""},
       {"a function's result 0 counts nothing", "\\[probe.Deliver,0,3,10,20]", "", "{word0}",
-       kBefore, ""},
-      {"only the low byte's x, and a reply's y",
-       "\\[probe.Deliver,1,257,10,20]\\<\\y1\\n>",
-       "9\r\n",
-       "{word0}",
-       {10, 9},
-       ""},
+        kBefore, ""},
+      {"only the low byte's x, and a reply's y", "\\[probe.Deliver,1,257,10,20]\\<\\y1\\n>",
+        "9\r\n", "{word0}", {10, 9}, ""},
       {"high bits deliver nothing", "\\[probe.Deliver,1,256,10,20]\\<\\y1\\n>", "9\r\n", "{word0}",
-       kBefore, ""},
+        kBefore, ""},
   };
+  // clang-format on
   for (const PatternCase& c : cases) {
     Digitizer d({{"Step", c.step}, {"Digitize.Position", c.position}});
     d.Answer(c.reply);
@@ -395,33 +359,6 @@ TEST(Digitize, RefusedOnNullAndFailedHandles) {
   EXPECT_EQ(NibDigitizePosition(none.get(), &pair), 1);
   EXPECT_EQ(none.device.reads, 0);
   EXPECT_EQ(pair.x, kBefore.x);
-}
-
-std::string ReadModelFile(const char* name) {
-  std::ifstream in(std::string(KONIB_SOURCE_DIR) + "/models/" + name, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-TEST(BundledDigitizer, ReadsPointsInMillimetres) {
-  std::string text = ReadModelFile("digitizer.ini");
-  _NibREG_DATA* list = NibGetRegistry2(text.data(), static_cast<unsigned long>(text.size()),
-                                       nullptr, 0, "HP-GL Digitizing Plotter");
-  ASSERT_NE(list, nullptr);
-  Digitizer d({});
-  ASSERT_EQ(NibSetPlotter2(d.get(), list), 1);
-  NibFreeRegistry2(list);
-  d.device.script = {{"DP;OD;", "4000,2000,1\r\n"}, {"DP;OD;", "-120,7999.5,0\r\n"}};
-  Session s = Converse(d);
-  EXPECT_EQ(s.results, 0x7F);
-  EXPECT_EQ(d.device.heard, "IN;\r\nSP1;DP;OD;DP;OD;SP0;DC;\r\nIN;\r\n");  // Command.Term last
-  EXPECT_DOUBLE_EQ(s.first.x, 100);
-  EXPECT_DOUBLE_EQ(s.first.y, 50);
-  EXPECT_DOUBLE_EQ(s.second.x, -3);
-  EXPECT_DOUBLE_EQ(s.second.y, 199.9875);
-  char key[16];
-  int length = 0;
-  EXPECT_EQ(NibDigitizeKey(d.get(), key, &length), 1);
-  EXPECT_STREQ(key, "ENTER");
 }
 
 }  // namespace

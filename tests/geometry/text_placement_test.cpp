@@ -31,69 +31,57 @@ struct Lettering : ModelHandle {
 
 // The body prints each character's x, so the pitch shows as well.
 TEST(DrawText, WorkingCopyThroughTheMapping) {
+  // clang-format off
   const struct {
     const char* what;
     std::function<void(Lettering&)> setUp;
     _NibTextInfo info;
     const char* expected;
   } cases[] = {
-      {"plain",
-       [](Lettering&) {},
-       {0, 3, 4, 5, 0},
+      {"plain", [](Lettering&) {}, {0, 3, 4, 5, 0},
        "P2;S;T10.00,10.00,3.00,4.00,5.00,0.00;10.0015.00"},
       {"view doubles",
        [](Lettering& l) {
          _NibWorld4 view{{0, 0}, {2000, 1600}};
          NibSetView(l.get(), &view);
        },
-       {0, 3, 4, 5, 0},
-       "P2;S;T20.00,20.00,6.00,8.00,10.00,0.00;20.0030.00"},
+       {0, 3, 4, 5, 0}, "P2;S;T20.00,20.00,6.00,8.00,10.00,0.00;20.0030.00"},
       {"scale 2 by 1 at 45 degrees",
        [](Lettering& l) {
          _NibInfo info{};
          info.scale = {2, 1};
          NibSetPlotterInfo(l.get(), NIB_INFO_SCALE, &info);
        },
-       {0, 3, 4, 5, kPi / 4},
-       "P2;S;T20.00,10.00,4.74,6.32,7.91,26.57;20.0027.07"},
+       {0, 3, 4, 5, kPi / 4}, "P2;S;T20.00,10.00,4.74,6.32,7.91,26.57;20.0027.07"},
       {"turned sheet",
        [](Lettering& l) {
          l.h()->orientation = 0;
          l.h()->rotateFlag = 1;
          NibSetClip(l.get(), 0);
        },
-       {0, 3, 4, 5, 0},
-       "P2;S;T10.00,990.00,3.00,4.00,5.00,270.00;10.0010.00"},
+       {0, 3, 4, 5, 0}, "P2;S;T10.00,990.00,3.00,4.00,5.00,270.00;10.0010.00"},
       {"degenerate window",
        [](Lettering& l) {
          _NibWorld4 window{{0, 0}, {0, 0}};
          NibSetWindow(l.get(), &window);
        },
-       {0, 3, 4, 5, 1},
-       "P2;S;T0.00,0.00,0.00,0.00,0.00,0.00;0.000.00"},
-      {"pitch 0",
-       [](Lettering&) {},
-       {0, 3, 4, 0, 0},
+       {0, 3, 4, 5, 1}, "P2;S;T0.00,0.00,0.00,0.00,0.00,0.00;0.000.00"},
+      {"pitch 0", [](Lettering&) {}, {0, 3, 4, 0, 0},
        "P2;S;T10.00,10.00,3.00,4.00,0.00,0.00;10.0010.00"},
       // Only the first character's box is tested: (999, 10) is 1 inside.
       {"first box out", [](Lettering&) {}, {0, 3, 4, 5, 0}, nullptr},
-      {"clip off",
-       [](Lettering& l) { NibSetClip(l.get(), 0); },
-       {0, 3, 4, 5, 0},
+      {"clip off", [](Lettering& l) { NibSetClip(l.get(), 0); }, {0, 3, 4, 5, 0},
        "P2;S;T-50.00,10.00,3.00,4.00,5.00,0.00;-50.00-45.00"},
-      {"style 3 still sends style 0",
-       [](Lettering& l) { NibSetStyle(l.get(), 3); },
-       {0, 3, 4, 5, 0},
-       "P2;S;T10.00,10.00,3.00,4.00,5.00,0.00;10.0015.00"},
+      {"style 3 still sends style 0", [](Lettering& l) { NibSetStyle(l.get(), 3); },
+       {0, 3, 4, 5, 0}, "P2;S;T10.00,10.00,3.00,4.00,5.00,0.00;10.0015.00"},
   };
+  // clang-format on
   for (const auto& c : cases) {
     Lettering l;
     c.setUp(l);
     if (c.expected == nullptr) {
       EXPECT_EQ(l.Draw("AB", c.info, {999, 10}), "P2;") << c.what;
-      EXPECT_EQ(l.Draw("AB"
-                       "CDEFGH",
-                       c.info, {997, 10}),
+      EXPECT_EQ(l.Draw("ABCDEFGH", c.info, {997, 10}),
                 "S;T997.00,10.00,3.00,4.00,5.00,0.00;997.001002.001007.00"
                 "1012.001017.001022.001027.001032.00")
           << c.what;

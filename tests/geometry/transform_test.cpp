@@ -24,13 +24,6 @@ _NibWorld2 Vector(const HandlePtr& p, double x, double y) {
   return vector;
 }
 
-TEST(Transform, NewHandleMapsWorldToDevice) {
-  HandlePtr p(1000, 800);
-  _NibWorld2 d = Device(p, 100, 50);
-  EXPECT_EQ(d.x, 100.0);
-  EXPECT_EQ(d.y, 50.0);
-}
-
 TEST(Transform, DegenerateWindowIsStrictlyBelowEpsilon) {
   HandlePtr p(1000, 800);
   _NibWorld4 window{{0, 0}, {100, 0}};

@@ -210,8 +210,8 @@ TEST(Queries, ExtensionItems) {
       {"0,Speed,Slow,VS10;", 2, "null"},
       {"0,Speed", 2, "null"},
       {"", 2, "null"},
-      {",T,A,\\[m.f,1,2],B,b", 2, "0 T:A|B"},   // empty default item: 0; a call is one field
-      {"3,Mode,A,a,,b,C", 2, "3 Mode:A||C"},    // an empty name keeps its place
+      {",T,A,\\[m.f,1,2],B,b", 2, "0 T:A|B"},  // empty default item: 0; a call is one field
+      {"3,Mode,A,a,,b,C", 2, "3 Mode:A||C"},   // an empty name keeps its place
       {"1,Speed,Slow,VS10;,Fast,VS40;", 3, "null"},
   };
   for (const Case& c : cases) {
@@ -275,37 +275,32 @@ TEST(Queries, DefaultInfo) {
   NibGetDefaultInfo(nullptr, nullptr);
 }
 
+// Next page, next pen, device arcs, digitizing.
 TEST(Queries, YesOrNo) {
   struct Case {
     ModelList list;
-    int nextPage, nextPen, drawArc, digitize;
+    const char* answers;
   } cases[] = {
       {{{"Command.NextPage", "PG;"},
         {"command.nextpen", "SP0;"},
         {"Ctrl.DrawArc", "-1"},
         {"Digitize.Position", "OD;"}},
-       1,
-       1,
-       1,
-       1},
+       "1111"},
       // The first record of a name decides, even when a later one has text.
       {{{"Command.NextPage", ""},
         {"Command.NextPage", "PG;"},
         {"Ctrl.DrawArc", ""},
         {"Ctrl.DrawArc", "-1"}},
-       0,
-       0,
-       0,
-       0},
-      {{{"Ctrl.DrawArc", "150"}, {"Command.NextPageX", "PG;"}}, 0, 0, 0, 0},
-      {{{"Ctrl.DrawArc", "-0.5,9"}}, 0, 0, 1, 0},
-      {{{"Ctrl.DrawArc", "0"}}, 0, 0, 0, 0},
+       "0000"},
+      {{{"Ctrl.DrawArc", "150"}, {"Command.NextPageX", "PG;"}}, "0000"},
+      {{{"Ctrl.DrawArc", "-0.5,9"}}, "0010"},
+      {{{"Ctrl.DrawArc", "0"}}, "0000"},
   };
   for (const Case& c : cases) {
-    EXPECT_EQ(NibIsNextPage(c.list.get()), c.nextPage);
-    EXPECT_EQ(NibIsNextPen(c.list.get()), c.nextPen);
-    EXPECT_EQ(NibIsDrawArc(c.list.get()), c.drawArc);
-    EXPECT_EQ(NibIsDigitize(c.list.get()), c.digitize);
+    const _NibREG_DATA* list = c.list.get();
+    EXPECT_EQ(std::to_string(NibIsNextPage(list)) + std::to_string(NibIsNextPen(list)) +
+                  std::to_string(NibIsDrawArc(list)) + std::to_string(NibIsDigitize(list)),
+              c.answers);
   }
 }
 

@@ -108,35 +108,6 @@ TEST(Registry, LoadFailsWithoutTheModelOrItsSet) {
             (std::vector<std::string>{"Alone", "Empty", "Orphan"}));
 }
 
-std::string ReadFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-// The first section head of a model file: its machine section.
-std::string FirstSection(const std::string& text) {
-  const std::size_t open = text.find("\n[") + 2;
-  return text.substr(open, text.find(']', open) - open);
-}
-
-TEST(Registry, BundledModelsLoadAsFromModelText) {
-  for (const char* name : {"hpgl.ini", "hpgl2.ini", "dxygl.ini", "svg.ini"}) {
-    SCOPED_TRACE(name);
-    StoreRoot store;
-    const std::string text = ReadFile(std::string(KONIB_SOURCE_DIR) + "/models/" + name);
-    const std::string file = store.WriteFile(name, text);
-    const std::string model = FirstSection(text);
-    _NibREG_DATA* fromText = NibGetRegistry2(text.data(), static_cast<unsigned long>(text.size()),
-                                             nullptr, 0, model.c_str());
-    ASSERT_NE(fromText, nullptr);
-    const std::string set = reinterpret_cast<const char*>(FindRecord(fromText, "Command")->data);
-    Install(store, file, model.c_str(), set.c_str());
-    StoreRecords fromStore = TakeRecords(NibGetRegistry(store.root(), "Models", model.c_str()));
-    EXPECT_GT(fromStore.size(), 10u);
-    EXPECT_EQ(Sorted(fromStore), Sorted(TakeRecords(fromText)));
-  }
-}
-
 // What is left after each step of a series of installs and deletes.
 struct CatalogueCase {
   const char* name;

@@ -43,6 +43,7 @@ struct RunCase {
 
 // Command.Text brackets each run with its place; the bodies show the code.
 TEST(TextRuns, ClassesSetsAndPlaces) {
+  // clang-format off
   const RunCase cases[] = {
       // Only the draw set: single bytes go full-width.
       {{{"Command.TextDraw", "\\c4;"}}, "A\xB1", "8260;8341;"},
@@ -51,20 +52,12 @@ TEST(TextRuns, ClassesSetsAndPlaces) {
       // The kana set takes bytes from 0x80 up, the draw set the letter.
       {{{"Command.TextKana", "k\\c4;"}, {"Command.TextDraw", "d\\c4;"}}, "A\xB1", "d8260;k00B1;"},
       // Letter and kana are two runs, each with its own bracket.
-      {{{"Command.Text", "[\\x1]"},
-        {"Command.TextTerm", "|"},
-        {"Command.TextChar", "\\c8"},
-        {"Command.TextKana", "\\c4"}},
-       "A\xB1",
-       "[10.00]A|[15.00]00B1|"},
+      {{{"Command.Text", "[\\x1]"}, {"Command.TextTerm", "|"}, {"Command.TextChar", "\\c8"},
+        {"Command.TextKana", "\\c4"}}, "A\xB1", "[10.00]A|[15.00]00B1|"},
       // A space joins the run behind it: " CD" starts at place 2.
-      {{{"Command.Text", "[\\x1]"}, {"Command.TextChar", "<\\c4\\x1>"}},
-       "AB CD",
+      {{{"Command.Text", "[\\x1]"}, {"Command.TextChar", "<\\c4\\x1>"}}, "AB CD",
        "[10.00]<004110.00><004215.00>[20.00]<002020.00><004325.00><004430.00>"},
-      {{{"Command.TextDraw", "\\c4"}},
-       "A B",
-       "82608140"
-       "8261"},
+      {{{"Command.TextDraw", "\\c4"}}, "A B", "826081408261"},
       // Trailing spaces are never sent; spaces alone send nothing.
       {{{"Command.TextChar", "\\c8"}}, "AB  ", "AB"},
       {{{"Command.Text", "T"}, {"Command.TextChar", "\\c8"}}, "   ", ""},
@@ -73,27 +66,19 @@ TEST(TextRuns, ClassesSetsAndPlaces) {
       // A double-byte run of two characters counts two places, and so does
       // one with a space at its head (five bytes).
       {{{"Command.Text", "[\\x1]"}, {"Command.TextChar", "\\c8"}, {"Command.TextDraw", "\\c4"}},
-       "\x88\x9F\x88\x9F"
-       "A \x88\x9F\x88\x9F"
-       "B",
-       "[10.00]889F889F[20.00]A[25.00] 889F889F[35.00]B"},
+       "\x88\x9F\x88\x9F" "A \x88\x9F\x88\x9F" "B", "[10.00]889F889F[20.00]A[25.00] 889F889F[35.00]B"},
       // A lead byte at the end is a single byte of class other.
-      {{{"Command.Text", "[\\x1]"}, {"Command.TextChar", "\\c4"}},
-       "A\x88",
+      {{{"Command.Text", "[\\x1]"}, {"Command.TextChar", "\\c4"}}, "A\x88",
        "[10.00]0041[15.00]0088"},
       {{{"Command.TextKana", "k\\c8"}, {"Command.TextChar", "c\\c8"}}, "\x88", "k\x88"},
       // Init and Term go out when the set changes, the Term with no escapes.
-      {{{"Command.TextCharInit", "(\\x1"},
-        {"Command.TextChar", "\\c8"},
-        {"Command.TextCharTerm", "\\w1)"},
-        {"Command.TextDrawInit", "{"},
-        {"Command.TextDrawTerm", "}"}},
-       "\x88\x9F"
-       "A",
-       "{}(15.00A\x77\x31)"},
+      {{{"Command.TextCharInit", "(\\x1"}, {"Command.TextChar", "\\c8"}, {"Command.TextCharTerm", "\\w1)"},
+        {"Command.TextDrawInit", "{"}, {"Command.TextDrawTerm", "}"}},
+       "\x88\x9F" "A", "{}(15.00A\x77\x31)"},
       // Without any body, Init and Term still go out and the characters are lost.
       {{{"Command.TextDrawInit", "<"}, {"Command.TextDrawTerm", ">"}}, "AB", "<>"},
   };
+  // clang-format on
   for (const RunCase& c : cases) {
     ModelHandle m(c.model);
     EXPECT_EQ(Draw(m, c.text), c.expected) << c.text;
@@ -258,9 +243,9 @@ TEST(TextEscapes, FontTemplatesNestWithoutCyclesOrBlowUp) {
     return s;
   };
   const std::string w = fifty("\\h0"), h = fifty("\\s0"), a = fifty("\\i1"), i = fifty("\\b1");
-  ModelHandle fan{{"Command.FontWidth", w.c_str()},  {"Command.FontHeight", h.c_str()},
-                  {"Command.FontAngle", a.c_str()},  {"Command.FontItalicOn", i.c_str()},
-                  {"Command.FontBoldOff", "x"},      {"Command.TextChar", "\\w0\\c8"}};
+  ModelHandle fan{{"Command.FontWidth", w.c_str()}, {"Command.FontHeight", h.c_str()},
+                  {"Command.FontAngle", a.c_str()}, {"Command.FontItalicOn", i.c_str()},
+                  {"Command.FontBoldOff", "x"},     {"Command.TextChar", "\\w0\\c8"}};
   EXPECT_EQ(Draw(fan, "A"), std::string(248, 'x') + "A");
 }
 
@@ -300,25 +285,6 @@ TEST(TextRuns, EmptyTextAndHugeTexts) {
   EXPECT_EQ(Draw(m, big.c_str(), {0, 3, 4, 0, 1e300}).size(), 100000u + (100000u + 258u) / 259u);
   ModelHandle r{{"FontReplace", "x,yy"}, {"Command.TextChar", "\\c8"}};
   EXPECT_EQ(Draw(r, big.c_str()).size(), 200000u);
-}
-
-TEST(TextRuns, DeviceRefusingAtEveryByteEndsInFailure) {
-  const char* const text = "Ab 1\x88\x9F\xB1";
-  const Values model{{"Command.Text", "[\\x1,\\w0]"}, {"Command.FontWidth", "W\\w1"},
-                     {"Command.TextChar", "\\c8"},    {"Command.TextDraw", "\\c4"},
-                     {"Command.TextKanaInit", "K"},   {"Command.TextTerm", "]"}};
-  ModelHandle whole(model);
-  const std::string all = Draw(whole, text);
-  ASSERT_GT(all.size(), 20u);
-  for (std::size_t k = 0; k < all.size(); ++k) {
-    ModelHandle m(model);
-    m.device.refusePutAt = static_cast<long>(k);
-    _NibWorld2 at{10, 10};
-    _NibTextInfo info{0, 3, 4, 5, 0};
-    EXPECT_EQ(NibDrawText(m.get(), &at, text, &info), 0) << k;
-    EXPECT_EQ(m.device.bytes, all.substr(0, k)) << k;
-    EXPECT_EQ(NibDrawText(m.get(), &at, text, &info), 0);
-  }
 }
 
 // Lettering takes no memory: a failing allocator changes nothing.

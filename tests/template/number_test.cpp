@@ -28,50 +28,66 @@ struct NumberExpander : Expander {
   }
 };
 
-// Step 0.025, two decimals, x1 = 10: the printed value is 400.
-TEST(ExpandNumber, WorkedExamples) {
-  NumberExpander expand;
-  expand.h()->step = 0.025;
-  EXPECT_EQ(expand("\\x1"), "400.00");
-  EXPECT_EQ(expand("\\-x1"), "-400.00");
-  EXPECT_EQ(expand("\\+x1"), "400.00");
-  EXPECT_EQ(expand("\\(x1,0)"), "400");
-  EXPECT_EQ(expand("\\(x1,6.1)"), "   400.0");
-  EXPECT_EQ(expand("\\(x1,06.1)"), "000400.0");
-  EXPECT_EQ(expand("\\(-x1,06.1)"), "-000400.0");
-  EXPECT_EQ(expand("\\(x1,*6.0)"), "***400");
-  EXPECT_EQ(expand("\\(x1,0,+5)"), "405");
-  EXPECT_EQ(expand("\\(x1,0,+5s)"), "600");
-  EXPECT_EQ(expand("\\(x1,0,/3)"), "133");
-  EXPECT_EQ(expand("\\(x1,,%7)"), "1.00");
-  EXPECT_EQ(expand("\\(x1,0,/0)"), "0");
-  EXPECT_EQ(expand("\\(x1,0,*)"), "(x1,0,*)");
-  EXPECT_EQ(expand("\\(x1,0,*-1)"), "(x1,0,*-1)");
-  EXPECT_EQ(expand("\\x10"), "400.000");
-}
-
-TEST(ExpandNumber, Formats) {
-  NumberExpander expand;
-  expand.value = 3.14159;
-  EXPECT_EQ(expand("[\\(x1,6.)]"), "[     3.14]");  // width 6, default decimals
-  EXPECT_EQ(expand("[\\(x1,3)]"), "[3.142]");       // digits alone are decimals
-  EXPECT_EQ(expand("[\\(x1,0.2)]"), "[3.14]");
-  EXPECT_EQ(expand("[\\(x1,03)]"), "[3.142]");      // pad 0, width 0
-  EXPECT_EQ(expand("[\\(x1,.2)]"), "[3.14]");       // pad '.', no width
-  EXPECT_EQ(expand("[\\(x1,1.2.3)]"), "[ 3.142]");  // width 2, decimals 3
-  EXPECT_EQ(expand("[\\(x1,x4.1)]"), "[xxx3.1]");   // any non-digit pads
-  EXPECT_EQ(expand("\\(x1)|\\(x1,)|\\(x1,,)|\\(x1,0,)"), "3.14|3.14|3.14|3");
-  EXPECT_EQ(expand("\\(x1,,*2)"), "6.28");
-}
-
-TEST(ExpandNumber, MalformedFormsAreNotRecognised) {
-  NumberExpander expand;
-  EXPECT_EQ(expand("\\(x1,6.1"), "(x1,6.1");
-  EXPECT_EQ(expand("\\(x1,6.1x)"), "(x1,6.1x)");
-  EXPECT_EQ(expand("\\(x1;"), "(x1;");
-  EXPECT_EQ(expand("\\(x1,0,^2)"), "(x1,0,^2)");
-  EXPECT_EQ(expand("\\(x1,0,+2"), "(x1,0,+2");
-  EXPECT_EQ(expand("\\(y1,0)"), "(y1,0)");
+// One number variable x1 through every form of the escape: sign, width,
+// pad, decimals and the one operator, which acts after the division.
+TEST(ExpandNumber, Forms) {
+  const struct {
+    double value, step;
+    const char* text;
+    const char* bytes;
+  } cases[] = {
+      // Step 0.025, two decimals, x1 = 10: the printed value is 400.
+      {10, 0.025, "\\x1", "400.00"},
+      {10, 0.025, "\\-x1", "-400.00"},
+      {10, 0.025, "\\+x1", "400.00"},
+      {10, 0.025, "\\X1;\\(x1)", "400.00;400.00"},  // names ignore case
+      {10, 0.025, "\\(x1,0)", "400"},
+      {10, 0.025, "\\(x1,6.1)", "   400.0"},
+      {10, 0.025, "\\(x1,06.1)", "000400.0"},
+      {10, 0.025, "\\(-x1,06.1)", "-000400.0"},
+      {10, 0.025, "\\(x1,*6.0)", "***400"},
+      {10, 0.025, "\\(x1,0,+5)", "405"},
+      {10, 0.025, "\\(x1,0,+5s)", "600"},
+      {10, 0.025, "\\(x1,0,/3)", "133"},
+      {10, 0.025, "\\(x1,,%7)", "1.00"},
+      {10, 0.025, "\\(x1,0,/0)", "0"},
+      {10, 0.025, "\\(x1,0,*2)", "800"},
+      {10, 0.025, "\\(x1,0,-5)", "395"},
+      {10, 0.025, "\\(x1,0,-5s)", "200"},
+      {10, 0.025, "\\(x1,0,+1.5.7)", "402"},  // atof stops at the second point
+      {10, 0.025, "\\x10", "400.000"},
+      {3.14159, 1, "[\\(x1,6.)]", "[     3.14]"},  // width 6, default decimals
+      {3.14159, 1, "[\\(x1,3)]", "[3.142]"},       // digits alone are decimals
+      {3.14159, 1, "[\\(x1,0.2)]", "[3.14]"},
+      {3.14159, 1, "[\\(x1,03)]", "[3.142]"},      // pad 0, width 0
+      {3.14159, 1, "[\\(x1,.2)]", "[3.14]"},       // pad '.', no width
+      {3.14159, 1, "[\\(x1,1.2.3)]", "[ 3.142]"},  // width 2, decimals 3
+      {3.14159, 1, "[\\(x1,x4.1)]", "[xxx3.1]"},   // any non-digit pads
+      {3.14159, 1, "\\(x1)|\\(x1,)|\\(x1,,)|\\(x1,0,)", "3.14|3.14|3.14|3"},
+      {3.14159, 1, "\\(x1,,*2)", "6.28"},
+      {-0.001, 1, "\\x1", "0.00"},  // rounds to zero: no sign
+      {-0.001, 1, "\\(x1,05.2)", "00000.00"},
+      {12345, 1, "\\(x1,03.0)", "12345"},   // width only ever adds
+      {12345, 1, "\\(x1,7.0)", "  12345"},  // without a point every digit counts
+      {-2.5, 1, "\\(x1,4.1)", "-   2.5"},   // the sign goes before the pad
+      {-2.5, 1, "\\(x1,,%2)", "-0.50"},     // remainder keeps the sign of r
+      {0, 1, "\\-x1", "0.00"},              // never "-0"
+      // Malformed forms are not recognised.
+      {10, 1, "\\(x1,0,*)", "(x1,0,*)"},
+      {10, 1, "\\(x1,0,*-1)", "(x1,0,*-1)"},
+      {10, 1, "\\(x1,6.1", "(x1,6.1"},
+      {10, 1, "\\(x1,6.1x)", "(x1,6.1x)"},
+      {10, 1, "\\(x1;", "(x1;"},
+      {10, 1, "\\(x1,0,^2)", "(x1,0,^2)"},
+      {10, 1, "\\(x1,0,+2", "(x1,0,+2"},
+      {10, 1, "\\(y1,0)", "(y1,0)"},
+  };
+  for (const auto& c : cases) {
+    NumberExpander expand;
+    expand.value = c.value;
+    expand.h()->step = c.step;
+    EXPECT_EQ(expand(c.text), c.bytes) << c.text << " of " << c.value;
+  }
 }
 
 TEST(ExpandNumber, TriesTheNextVariableAfterAFailedAttempt) {
@@ -84,35 +100,6 @@ TEST(ExpandNumber, TriesTheNextVariableAfterAFailedAttempt) {
   WalkTemplate(expand.h(), "\\(y1,0)", nullptr, rules);
   EXPECT_EQ(expand.device.bytes, "2");
   EXPECT_EQ(ExpandNumber("(y1,0)", expand.h(), "x1", 1.0, 1.0), 0u);
-}
-
-TEST(ExpandNumber, NamesIgnoreCase) {
-  NumberExpander expand;
-  EXPECT_EQ(expand("\\X1;\\(x1)"), "10.00;10.00");
-}
-
-TEST(PrintNumber, SignWidthAndPad) {
-  NumberExpander expand;
-  expand.value = -0.001;
-  EXPECT_EQ(expand("\\x1"), "0.00");  // rounds to zero: no sign
-  EXPECT_EQ(expand("\\(x1,05.2)"), "00000.00");
-  expand.value = 12345;
-  EXPECT_EQ(expand("\\(x1,03.0)"), "12345");   // width only ever adds
-  EXPECT_EQ(expand("\\(x1,7.0)"), "  12345");  // without a point every digit counts
-  expand.value = -2.5;
-  EXPECT_EQ(expand("\\(x1,4.1)"), "-   2.5");  // the sign goes before the pad
-  EXPECT_EQ(expand("\\(x1,,%2)"), "-0.50");    // remainder keeps the sign of r
-  expand.value = 0.0;
-  EXPECT_EQ(expand("\\-x1"), "0.00");  // never "-0"
-}
-
-TEST(ExpandNumber, OperatorsActAfterTheDivision) {
-  NumberExpander expand;
-  expand.h()->step = 0.025;
-  EXPECT_EQ(expand("\\(x1,0,*2)"), "800");
-  EXPECT_EQ(expand("\\(x1,0,-5)"), "395");
-  EXPECT_EQ(expand("\\(x1,0,-5s)"), "200");
-  EXPECT_EQ(expand("\\(x1,0,+1.5.7)"), "402");  // atof stops at the second point
 }
 
 TEST(ExpandNumber, DivisorOfOneMakesSNoDifference) {
@@ -158,31 +145,18 @@ namespace {
 // notation of the platform does: to the nearest, ties to the even digit,
 // and on the exact binary value (0.49999999999999994 is below a half).
 TEST(FormatWhole, RoundsAsTheFixedNotation) {
+  // clang-format off
   const struct {
     double value;
     const char* text;
   } cases[] = {
-      {0.0, "0"},
-      {-0.0, "0"},
-      {0.5, "0"},
-      {1.5, "2"},
-      {2.5, "2"},
-      {-0.5, "0"},
-      {-1.5, "-2"},
-      {-2.5, "-2"},
-      {0.49999999999999994, "0"},
-      {9.5, "10"},
-      {99.5, "100"},
-      {-99.49, "-99"},
-      {1000000.0, "1000000"},
-      {-12345678.0, "-12345678"},
-      {99999999.0, "99999999"},
-      {99999999.5, "100000000"},
-      {4294967295.5, "4294967296"},
-      {-4294967296.0, "-4294967296"},
-      {9007199254740991.0, "9007199254740991"},
-      {-4503599627370495.5, "-4503599627370496"},
+      {0.0, "0"}, {-0.0, "0"}, {0.5, "0"}, {1.5, "2"}, {2.5, "2"}, {-0.5, "0"}, {-1.5, "-2"},
+      {-2.5, "-2"}, {0.49999999999999994, "0"}, {9.5, "10"}, {99.5, "100"}, {-99.49, "-99"},
+      {1000000.0, "1000000"}, {-12345678.0, "-12345678"}, {99999999.0, "99999999"},
+      {99999999.5, "100000000"}, {4294967295.5, "4294967296"}, {-4294967296.0, "-4294967296"},
+      {9007199254740991.0, "9007199254740991"}, {-4503599627370495.5, "-4503599627370496"},
   };
+  // clang-format on
   for (const auto& c : cases) {
     char out[kWholeNumberRoom];
     EXPECT_EQ(std::string(out, FormatWhole(c.value, out)), c.text) << c.value;

@@ -9,39 +9,36 @@ namespace {
 
 using test::Expander;
 
-TEST(Walker, PlainBytesAndTheTwoSimpleEscapes) {
+TEST(Walker, PlainBytesAndEscapes) {
+  const struct {
+    const char* text;
+    std::string bytes;
+  } cases[] = {
+      {"IN;SP1;", "IN;SP1;"},
+      {"A\\nB\\N", "A\r\nB\r\n"},
+      {"\\$1B.\\$0a\\$Ff", "\x1b.\x0a\xff"},
+      {"", ""},
+      // Unrecognised escapes lose their backslash.
+      {"\\\\", "\\"},
+      {"a\\,b", "a,b"},
+      {"\\zz", "zz"},
+      {"\\$G1", "$G1"},  // not two hex digits: not an escape
+      {"\\$4", "$4"},
+      {"\\5c", "5c"},  // only \$5c is the byte 0x5C
+      {"\\$5c", "\\"},
+      // A lone backslash at the end is dropped.
+      {"PU;\\", "PU;"},
+      {"\\", ""},
+      // 0x95 0x5C is one character to the value scanner, but the walker
+      // knows no double-byte characters: its second byte is a backslash.
+      {"\x95\\n", "\x95\r\n"},
+      {"\x95\\\x81", "\x95\x81"},
+  };
   Expander expand;
-  EXPECT_EQ(expand("IN;SP1;"), "IN;SP1;");
-  EXPECT_EQ(expand("A\\nB\\N"), "A\r\nB\r\n");
-  EXPECT_EQ(expand("\\$1B.\\$0a\\$Ff"), std::string("\x1b.\x0a\xff"));
-  EXPECT_EQ(expand(""), "");
-  EXPECT_EQ(ExpandTemplate(expand.h(), nullptr), 1);
+  for (const auto& c : cases) EXPECT_EQ(expand(c.text), c.bytes) << c.text;
+  expand.device.bytes.clear();
+  EXPECT_EQ(ExpandTemplate(expand.h(), nullptr), 1);  // no template: nothing
   EXPECT_EQ(expand.device.bytes, "");
-}
-
-TEST(Walker, UnrecognisedEscapesLoseTheirBackslash) {
-  Expander expand;
-  EXPECT_EQ(expand("\\\\"), "\\");
-  EXPECT_EQ(expand("a\\,b"), "a,b");
-  EXPECT_EQ(expand("\\zz"), "zz");
-  EXPECT_EQ(expand("\\$G1"), "$G1");   // not two hex digits: not an escape
-  EXPECT_EQ(expand("\\$4"), "$4");
-  EXPECT_EQ(expand("\\5c"), "5c");     // only \$5c is the byte 0x5C
-  EXPECT_EQ(expand("\\$5c"), "\\");
-}
-
-TEST(Walker, LoneBackslashAtTheEndIsDropped) {
-  Expander expand;
-  EXPECT_EQ(expand("PU;\\"), "PU;");
-  EXPECT_EQ(expand("\\"), "");
-}
-
-TEST(Walker, Cp932TrailByte5CStartsAnEscape) {
-  // 0x95 0x5C is one character to the value scanner, but the walker knows no
-  // double-byte characters: its second byte is a backslash.
-  Expander expand;
-  EXPECT_EQ(expand("\x95\\n"), std::string("\x95\r\n"));
-  EXPECT_EQ(expand("\x95\\\x81"), std::string("\x95\x81"));
 }
 
 TEST(Walker, SizeAndPaperNumbers) {
@@ -101,17 +98,6 @@ TEST(Walker, FailureMidwayRefusesTheRestButWalksOn) {
   EXPECT_EQ(expand.device.bytes, "AB");
   EXPECT_EQ(expand.h()->failure, kDeviceFailure);
   EXPECT_EQ(ExpandTemplate(expand.h(), ""), 0);  // the result reports the failure
-}
-
-TEST(ParseHexByte, TwoDigitsOfEitherCase) {
-  char byte = 0;
-  EXPECT_EQ(ParseHexByte("7f", &byte), 2u);
-  EXPECT_EQ(byte, 0x7f);
-  EXPECT_EQ(ParseHexByte("A0x", &byte), 2u);
-  EXPECT_EQ(static_cast<unsigned char>(byte), 0xA0);
-  EXPECT_EQ(ParseHexByte("g0", &byte), 0u);
-  EXPECT_EQ(ParseHexByte("0", &byte), 0u);
-  EXPECT_EQ(ParseHexByte("", &byte), 0u);
 }
 
 }  // namespace

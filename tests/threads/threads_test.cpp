@@ -77,13 +77,11 @@ class Transcript {
   void Add(const char* label, const std::string& text) {
     out_.append(label).append("=").append(text).append("\n");
   }
+  void Add(const char* label, const char* text) { Add(label, std::string(text ? text : "(null)")); }
   void Add(const char* label, double value) {
     char buffer[40];
     std::snprintf(buffer, sizeof buffer, "%.17g", value);
     Add(label, std::string(buffer));
-  }
-  void Add(const char* label, const char* text) {
-    Add(label, std::string(text != nullptr ? text : "(null)"));
   }
   const std::string& str() const { return out_; }
 
@@ -93,9 +91,8 @@ class Transcript {
 
 std::string Records(const _NibREG_DATA* list) {
   std::string out;
-  for (const _NibREG_DATA* r = list; r != nullptr; r = r->next) {
+  for (const _NibREG_DATA* r = list; r != nullptr; r = r->next)
     out += std::string(r->name) + ":" + reinterpret_cast<const char*>(r->data) + "|";
-  }
   return out;
 }
 
@@ -106,25 +103,16 @@ std::string Names(const char* names) {
   return out;
 }
 
+// Every set-up query once: they read numbers through the module's scratch.
 void Queries(const _NibREG_DATA* list, Transcript& t) {
   const _NibPAPER_INFO* papers = nullptr;
-  const int paperCount = NibGetPaperInfo(list, &papers);
-  for (int i = 0; i < paperCount; ++i) {
-    t.Add("paper", std::to_string(papers[i].index) + " " + std::to_string(papers[i].width) + "x" +
-                       std::to_string(papers[i].height) + " " + papers[i].name);
-  }
+  for (int i = 0, n = NibGetPaperInfo(list, &papers); i < n; ++i)
+    t.Add("paper", std::to_string(papers[i].width) + "x" + std::to_string(papers[i].height) + " " +
+                       papers[i].name);
   NibFreePaperInfo(papers);
-  const _NibBIN_INFO* bins = nullptr;
-  const int binCount = NibGetBinInfo(list, &bins);
-  for (int i = 0; i < binCount; ++i)
-    t.Add("bin", std::to_string(bins[i].index) + " " + bins[i].name);
-  NibFreeBinInfo(bins);
   POINT size{};
   t.Add("papersize", std::to_string(NibGetPaperSize(list, 4, &size)) + " " +
                          std::to_string(size.x) + "x" + std::to_string(size.y));
-  const char* guide = NibGetGuideText(list);
-  t.Add("guide", guide);
-  NibFreeGuideText(guide);
   for (double step : {0.025, 0.1, 0.3}) {
     const _NibSTEPSIZE_INFO* steps = NibGetStepSizeInfo(list, step);
     std::string items = steps == nullptr ? "none" : std::to_string(steps->current);
@@ -135,56 +123,28 @@ void Queries(const _NibREG_DATA* list, Transcript& t) {
   }
   for (int index = 0; index < 5; ++index) {
     const _NibEXTENSION_INFO* extension = NibGetExtensionInfo(list, index);
-    std::string items = extension == nullptr
-                            ? "none"
-                            : std::to_string(extension->selected) + " " + extension->title;
-    for (int i = 0; extension != nullptr && i < extension->count; ++i)
-      items += std::string("/") + extension->items[i];
-    t.Add("extension", items);
+    t.Add("extension", extension == nullptr ? "none" : extension->title);
     NibFreeExtensionInfo(extension);
   }
   _NibInfo info{};
   NibGetDefaultInfo(list, &info);
   t.Add("default.step", info.step);
-  t.Add("default.paper", std::to_string(info.paperIndex) + " " + std::to_string(info.orientation) +
-                             " " + std::to_string(info.kanjiFont) + " " +
-                             std::to_string(info.pens[3].number));
-  unsigned int fonts = 0;
-  NibQueryFontSupport2(&info, &fonts);
-  t.Add("fonts2", std::to_string(fonts));
-  int length = 0;
-  char key[64] = {};
-  NibDigitizeKey2(list, key, &length);
-  t.Add("yesno", std::to_string(NibIsNextPage(list)) + std::to_string(NibIsNextPen(list)) +
-                     std::to_string(NibIsDrawArc(list)) + std::to_string(NibIsDigitize(list)) +
-                     " " + key);
+  t.Add("default.paper", std::to_string(info.paperIndex) + " " + std::to_string(info.kanjiFont));
 }
 
-// Install, list, load and delete models under a path of the thread's own,
-// through the plain operations and through the classes.
+// Install, list, load and delete models under a path of the thread's own.
 _NibREG_DATA* ThroughTheStore(HKEY root, int n, Transcript& t) {
   const Plan& plan = kPlans[n];
   const std::string path = "Threads\\T" + std::to_string(n);
   const std::string file = ModelPath(plan.file);
-  NibSetupRegistry(root, path.c_str(), plan.model, plan.model, file.c_str(), plan.commands,
-                   plan.commands, file.c_str());
-  NibRegModelNames catalogue(root, path.c_str());
-  catalogue.SetupModel("Another", plan.model, file.c_str(), nullptr, nullptr, nullptr);
-  t.Add("stored", Names(catalogue));
-  {
-    NibRegManager manager(root, path.c_str(), plan.model);
-    const _NibPAPER_INFO* papers = nullptr;
-    int count = 0;
-    manager.GetPaperInfo(papers, count);
-    const char* guide = nullptr;
-    manager.GetGuideText(guide);
-    _NibWorld2 size{};
-    manager.GetPaperSize(3, 1, size);
-    t.Add("manager", std::to_string(count) + " " + std::to_string(size.x) + "x" +
-                         std::to_string(size.y) + " " + std::to_string(manager.IsDrawArc()) +
-                         std::to_string(manager.IsDigitize()) + " " + guide);
+  for (const char* name : {plan.model, "Another"}) {
+    NibSetupRegistry(root, path.c_str(), name, plan.model, file.c_str(), plan.commands,
+                     plan.commands, file.c_str());
   }
-  catalogue.DeleteModel("Another");
+  char* names = NibGetRegModelNames(root, path.c_str());
+  t.Add("stored", Names(names));
+  NibFreeRegModelNames(names);
+  NibDeleteRegistry(root, path.c_str(), "Another");
   _NibREG_DATA* list = NibGetRegistry(root, path.c_str(), plan.model);
   t.Add("loaded", Records(list));
   NibDeleteRegistry(root, path.c_str(), plan.model);
