@@ -45,7 +45,10 @@ bool Interrupted();
 
 // Sends `bytes`. On Ctrl-C the rest is dropped, `abortBytes` go out and the
 // port or file is closed. Returns an exit code; messages go to stderr.
-int Send(const std::string& bytes, const std::string& abortBytes, const Destination& to);
+// `delivered`, when given, receives how many of `bytes` left for the device
+// before it stopped.
+int Send(const std::string& bytes, const std::string& abortBytes, const Destination& to,
+         std::size_t* delivered = nullptr);
 
 // The progress line for `sent` of `total` bytes after `seconds`.
 std::string ProgressLine(std::size_t sent, std::size_t total, double seconds);

@@ -51,7 +51,8 @@ class Progress {
   std::chrono::steady_clock::time_point drawn_{};
 };
 
-int SendToFile(const std::string& bytes, const std::string& abortBytes, const Destination& to) {
+int SendToFile(const std::string& bytes, const std::string& abortBytes, const Destination& to,
+               std::size_t* delivered) {
   bool toStdout = to.file.empty() || to.file == "-";
   std::FILE* out = toStdout ? stdout : std::fopen(to.file.c_str(), "wb");
   if (out == nullptr) {
@@ -68,6 +69,7 @@ int SendToFile(const std::string& bytes, const std::string& abortBytes, const De
       break;
     }
     sent += n;
+    *delivered = sent;
     progress.Update(sent);
   }
   if (Interrupted() && !failed) std::fwrite(abortBytes.data(), 1, abortBytes.size(), out);
@@ -206,7 +208,8 @@ std::unique_ptr<Line> OpenLine(const Destination& to, std::string* error) {
 
 namespace {
 
-int SendToPort(const std::string& bytes, const std::string& abortBytes, const Destination& to) {
+int SendToPort(const std::string& bytes, const std::string& abortBytes, const Destination& to,
+               std::size_t* delivered) {
   std::string error;
   std::unique_ptr<Line> line = OpenLine(to, &error);
   if (line == nullptr) {
@@ -225,6 +228,7 @@ int SendToPort(const std::string& bytes, const std::string& abortBytes, const De
       return kDeviceError;
     }
     sent += static_cast<std::size_t>(wrote);
+    *delivered = sent;
     progress.Update(sent);
   }
   if (Interrupted()) {
@@ -273,8 +277,13 @@ std::string ProgressLine(std::size_t sent, std::size_t total, double seconds) {
   return line;
 }
 
-int Send(const std::string& bytes, const std::string& abortBytes, const Destination& to) {
-  return to.port.empty() ? SendToFile(bytes, abortBytes, to) : SendToPort(bytes, abortBytes, to);
+int Send(const std::string& bytes, const std::string& abortBytes, const Destination& to,
+         std::size_t* delivered) {
+  std::size_t count = 0;
+  if (delivered == nullptr) delivered = &count;
+  *delivered = 0;
+  return to.port.empty() ? SendToFile(bytes, abortBytes, to, delivered)
+                         : SendToPort(bytes, abortBytes, to, delivered);
 }
 
 }  // namespace konib::tool

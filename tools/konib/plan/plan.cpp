@@ -1,0 +1,197 @@
+#include "plan/plan.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <utility>
+
+#include "plan/order.h"
+
+namespace konib::plan {
+namespace {
+
+// Improvement work per second of --plan-time: a fixed rate, measured on a
+// modest machine, so that the budget decides how much is tried and the
+// clock never decides what comes out.
+constexpr double kWorkPerSecond = 2e7;
+
+// Joins paths whose ends meet within `tolerance`, reversing one where that
+// joins them. Ends are found through a sorted list of grid cells as large
+// as the tolerance, so each end looks at its own and the eight cells around.
+class Joiner {
+ public:
+  Joiner(std::vector<Path>* paths, double tolerance)
+      : paths_(*paths),
+        tolerance_(tolerance),
+        cell_(std::max(tolerance, 1e-6)),
+        used_(paths->size()) {
+    for (std::uint32_t p = 0; p < paths_.size(); ++p) {
+      if (IsLoop(paths_[p])) continue;
+      cells_.push_back({Key(paths_[p].points.front()), 2 * p});
+      cells_.push_back({Key(paths_[p].points.back()), 2 * p + 1});
+    }
+    std::sort(cells_.begin(), cells_.end());
+  }
+
+  std::vector<Path> Join() {
+    std::vector<Path> out;
+    for (std::uint32_t p = 0; p < paths_.size(); ++p) {
+      if (used_[p]) continue;
+      used_[p] = 1;
+      Path chain = std::move(paths_[p]);
+      if (!IsLoop(chain)) {
+        Extend(&chain);
+        std::reverse(chain.points.begin(), chain.points.end());
+        Extend(&chain);
+      }
+      out.push_back(std::move(chain));
+    }
+    return out;
+  }
+
+ private:
+  std::pair<std::int64_t, std::int64_t> Cell(Point p) const {
+    auto c = [&](double v) {
+      double q = std::floor(v / cell_);
+      return q == q ? static_cast<std::int64_t>(std::clamp(q, -1e15, 1e15)) : 0;
+    };
+    return {c(p.x), c(p.y)};
+  }
+  static std::uint64_t Pack(std::int64_t x, std::int64_t y) {
+    return (static_cast<std::uint64_t>(x) << 32) ^ static_cast<std::uint64_t>(y & 0xffffffff);
+  }
+  std::uint64_t Key(Point p) const {
+    auto c = Cell(p);
+    return Pack(c.first, c.second);
+  }
+
+  // Appends paths whose ends meet the chain's last point, nearest first.
+  void Extend(Path* chain) {
+    while (true) {
+      Point end = chain->points.back();
+      auto c = Cell(end);
+      std::uint32_t best = UINT32_MAX;
+      double bestD = tolerance_;
+      for (int dx = -1; dx <= 1; ++dx)
+        for (int dy = -1; dy <= 1; ++dy) {
+          std::uint64_t key = Pack(c.first + dx, c.second + dy);
+          auto it = std::lower_bound(cells_.begin(), cells_.end(), std::make_pair(key, 0u));
+          for (; it != cells_.end() && it->first == key; ++it) {
+            std::uint32_t q = it->second / 2;
+            if (used_[q] || paths_[q].pen != chain->pen) continue;
+            const auto& v = paths_[q].points;
+            double d = Distance(end, it->second % 2 ? v.back() : v.front());
+            if (d < bestD || (d == bestD && it->second < best)) bestD = d, best = it->second;
+          }
+        }
+      if (best == UINT32_MAX) return;
+      used_[best / 2] = 1;
+      auto& v = paths_[best / 2].points;
+      if (best % 2) std::reverse(v.begin(), v.end());
+      // Where the ends meet exactly, the point is not drawn twice.
+      bool same = v.front().x == end.x && v.front().y == end.y;
+      chain->points.insert(chain->points.end(), v.begin() + (same ? 1 : 0), v.end());
+      std::vector<Point>().swap(v);
+    }
+  }
+
+  std::vector<Path>& paths_;
+  double tolerance_;
+  double cell_;
+  std::vector<std::uint8_t> used_;
+  std::vector<std::pair<std::uint64_t, std::uint32_t>> cells_;
+};
+
+}  // namespace
+
+double Travel(const std::vector<Path>& paths, Point from) {
+  double sum = 0;
+  for (const Path& p : paths) {
+    if (p.points.size() < 2) continue;
+    sum += Distance(from, p.points.front());
+    from = p.points.back();
+  }
+  return sum;
+}
+
+double PenDown(const std::vector<Path>& paths) {
+  double sum = 0;
+  for (const Path& p : paths)
+    for (std::size_t i = 1; i < p.points.size(); ++i) sum += Distance(p.points[i - 1], p.points[i]);
+  return sum;
+}
+
+std::size_t PenChanges(const std::vector<Path>& paths) {
+  std::size_t changes = 0;
+  int pen = -1;
+  for (const Path& p : paths)
+    if (p.points.size() >= 2 && p.pen != pen) ++changes, pen = p.pen;
+  return changes;
+}
+
+std::vector<Path> Greedy(std::vector<Path> paths, Point from) {
+  paths.erase(
+      std::remove_if(paths.begin(), paths.end(), [](const Path& p) { return p.points.size() < 2; }),
+      paths.end());
+  Order order(paths, false);
+  return Apply(&paths, order.Greedy(from));
+}
+
+Figures Plan(std::vector<Path>* paths, const Options& options, Point from) {
+  auto start = std::chrono::steady_clock::now();
+  const Point origin = from;
+  Figures f;
+  f.documentPenChanges = PenChanges(*paths);
+  f.documentTravel = Travel(*paths, from);
+  f.documentLifts = static_cast<std::size_t>(std::count_if(
+      paths->begin(), paths->end(), [](const Path& p) { return p.points.size() >= 2; }));
+  if (!options.documentOrder) {
+    paths->erase(std::remove_if(paths->begin(), paths->end(),
+                                [](const Path& p) { return p.points.size() < 2; }),
+                 paths->end());
+    std::stable_sort(paths->begin(), paths->end(),
+                     [](const Path& a, const Path& b) { return a.pen < b.pen; });
+    double budget = std::max(0.0, options.planTime) * kWorkPerSecond;
+    std::size_t total = paths->size();
+    std::vector<Path> planned;
+    planned.reserve(total);
+    for (std::size_t lo = 0; lo < paths->size();) {
+      std::size_t hi = lo;
+      while (hi < paths->size() && (*paths)[hi].pen == (*paths)[lo].pen) ++hi;
+      std::vector<Path> pen(std::make_move_iterator(paths->begin() + static_cast<long>(lo)),
+                            std::make_move_iterator(paths->begin() + static_cast<long>(hi)));
+      // Each pen gets its share of the budget by its number of paths.
+      long long work = static_cast<long long>(budget * static_cast<double>(hi - lo) /
+                                              static_cast<double>(total));
+      pen = Joiner(&pen, options.joinTolerance).Join();
+      Order order(pen, options.chooseEntry);
+      std::vector<Item> greedy = order.Greedy(from), best = greedy;
+      order.Improve(&best, from, &work);
+      if (options.chooseEntry) order.ChooseEntries(&best, from);
+      // Never worse than the greedy road or the drawing's own order.
+      std::vector<Item> given = order.AsGiven();
+      if (options.chooseEntry)
+        order.ChooseEntries(&greedy, from), order.ChooseEntries(&given, from);
+      for (const auto* other : {&greedy, &given})
+        if (order.Cost(*other, from) < order.Cost(best, from)) best = *other;
+      for (Path& p : Apply(&pen, best)) planned.push_back(std::move(p));
+      from = planned.back().points.back();
+      lo = hi;
+    }
+    *paths = std::move(planned);
+  }
+  std::vector<int> pens;
+  for (const Path& p : *paths)
+    if (p.points.size() >= 2) pens.push_back(p.pen);
+  std::sort(pens.begin(), pens.end());
+  f.pens = static_cast<std::size_t>(std::unique(pens.begin(), pens.end()) - pens.begin());
+  f.penChanges = PenChanges(*paths);
+  f.lifts = static_cast<std::size_t>(std::count_if(
+      paths->begin(), paths->end(), [](const Path& p) { return p.points.size() >= 2; }));
+  f.penDown = PenDown(*paths);
+  f.travel = Travel(*paths, origin);
+  f.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  return f;
+}
+
+}  // namespace konib::plan
