@@ -300,65 +300,202 @@ void Order::Improve(std::vector<Item>* items, Point from, long long* work) const
   auto wake = [&](std::uint32_t a) {
     if (a != freeEnd && !queued[a]) queued[a] = 1, queue.push_back(a);
   };
-  while (!queue.empty() && *work > 0) {
-    std::uint32_t a = queue.front();
-    queue.pop_front();
-    queued[a] = 0;
-    // The best move that removes the link behind `a` (a then its
-    // successor) or before it (its predecessor then a).
-    double best = -1e-9;
-    std::size_t bi = 0, bj = 0;
-    std::uint32_t touched[4] = {};
-    std::uint32_t succ = next(a), pred = prev(a);
-    double after = link(a, succ), before = link(pred, a);
-    const std::uint32_t* near = neighbours(exitEnd(a));
-    for (std::size_t k = 0; k <= kNeighbours; ++k) {
-      // The last candidate is the free end: it may end the road at `a`.
-      std::uint32_t c = k < kNeighbours ? near[k] : 2 * freeEnd;
-      if (c == UINT32_MAX) continue;
-      std::uint32_t path = c / 2;
-      --*work;
-      double g = path == freeEnd ? 0.0 : Distance(exit(a), ends[c]);
-      if (g >= after) {
-        if (k < kNeighbours) k = kNeighbours - 1;  // the list is sorted: on to the free end
+  // Improving moves until none is left among the woken paths; each applied
+  // reversal goes to `log` when one is kept, so that it can be undone.
+  std::vector<std::pair<std::size_t, std::size_t>>* log = nullptr;
+  std::size_t reach = size;  // the longest reversal a move may make
+  auto within = [&](std::size_t i, std::size_t j) {
+    std::size_t length = (j + size - i) % size + 1;
+    return std::min(length, size - length) <= reach;
+  };
+  auto logged = [&](std::size_t i, std::size_t j) {
+    reverse(i % size, j % size);
+    if (log != nullptr) log->push_back({i % size, j % size});
+  };
+  // Or-opt: a stretch of one to three paths starting at `a` moves between
+  // two paths near its ends, either way round. It is made of reversals
+  // short enough that none reverses the rest of the cycle instead.
+  auto Move = [&](std::uint32_t a) -> double {
+    for (std::size_t length = 1; length <= 3 && length + 3 <= size; ++length) {
+      const std::size_t i = pos[a], j = (i + length - 1) % size;
+      const std::uint32_t first = a, last = tour[j], p = prev(first), q = next(last);
+      auto inside = [&](std::uint32_t x) { return (pos[x] + size - i) % size < length; };
+      bool free = false;
+      for (std::size_t k = 0; k < length; ++k) free = free || tour[(i + k) % size] == freeEnd;
+      if (free) return 0;
+      double remove = link(p, first) + link(last, q) - link(p, q);
+      if (remove <= 1e-9) continue;
+      double best = -1e-9;
+      std::uint32_t bestAfter = 0;
+      bool bestForward = true;
+      auto consider = [&](std::uint32_t c, bool forward) {
+        std::uint32_t d = next(c);
+        if (inside(c) || inside(d) || c == p) return;
+        double add = forward ? link(c, first) + link(last, d) : exits(c, last) + entries(first, d);
+        double delta = add - link(c, d) - remove;
+        if (delta < best) best = delta, bestAfter = c, bestForward = forward;
+      };
+      for (int side = 0; side < 2; ++side) {
+        const std::uint32_t end = side == 0 ? entryEnd(first) : exitEnd(last);
+        const std::uint32_t* near = neighbours(end);
+        for (std::size_t k = 0; k < kNeighbours && near[k] != UINT32_MAX; ++k) {
+          --*work;
+          std::uint32_t e = near[k], x = e / 2;
+          if (Distance(ends[end], ends[e]) >= remove) break;
+          // Near the stretch's entry: a path to leave from (forward) or to
+          // go on to (reversed); near its exit the other way round.
+          if (isExit(e)) consider(x, side == 0);
+          if (isEntry(e)) consider(prev(x), side == 1);
+        }
+      }
+      if (best >= -1e-9) continue;
+      const std::size_t k = pos[bestAfter];
+      const std::size_t ahead = (k + size - j) % size, behind = (i + size - k - 1) % size;
+      const std::size_t span = std::min(ahead, behind) + length;
+      if (span > reach || 2 * span >= size) continue;
+      std::uint32_t d = next(bestAfter);
+      if (ahead <= behind) {
+        logged(i, k);
+        logged(i, i + ahead - 1);
+        if (bestForward) logged(i + ahead, k);
+      } else {
+        logged(k + 1, j);
+        logged(k + 1 + length, j);
+        if (bestForward) logged(k + 1, k + length);
+      }
+      for (std::uint32_t t : {p, q, first, last, bestAfter, d}) wake(t);
+      return best;
+    }
+    return 0;
+  };
+  auto settle = [&] {
+    double gained = 0;
+    while (!queue.empty() && *work > 0) {
+      std::uint32_t a = queue.front();
+      queue.pop_front();
+      queued[a] = 0;
+      // The best move that removes the link behind `a` (a then its
+      // successor) or before it (its predecessor then a).
+      double best = -1e-9;
+      std::size_t bi = 0, bj = 0;
+      std::uint32_t touched[4] = {};
+      std::uint32_t succ = next(a), pred = prev(a);
+      double after = link(a, succ), before = link(pred, a);
+      const std::uint32_t* near = neighbours(exitEnd(a));
+      for (std::size_t k = 0; k <= kNeighbours; ++k) {
+        // The last candidate is the free end: it may end the road at `a`.
+        std::uint32_t c = k < kNeighbours ? near[k] : 2 * freeEnd;
+        if (c == UINT32_MAX) continue;
+        std::uint32_t path = c / 2;
+        --*work;
+        double g = path == freeEnd ? 0.0 : Distance(exit(a), ends[c]);
+        if (g >= after) {
+          if (k < kNeighbours) k = kNeighbours - 1;  // the list is sorted: on to the free end
+          continue;
+        }
+        if (path != freeEnd && !isExit(c)) continue;
+        if (path == a || path == succ) continue;
+        std::uint32_t d = next(path);
+        double delta = g + entries(succ, d) - after - link(path, d);
+        if (delta < best)
+          best = delta, bi = (pos[a] + 1) % size, bj = pos[path], touched[0] = a, touched[1] = succ,
+          touched[2] = path, touched[3] = d;
+      }
+      near = neighbours(entryEnd(a));
+      for (std::size_t k = 0; k <= kNeighbours; ++k) {
+        std::uint32_t c = k < kNeighbours ? near[k] : 2 * freeEnd;
+        if (c == UINT32_MAX) continue;
+        std::uint32_t path = c / 2;
+        --*work;
+        double g = path == freeEnd ? 0.0 : Distance(entry(a), ends[c]);
+        if (g >= before) {
+          if (k < kNeighbours) k = kNeighbours - 1;
+          continue;
+        }
+        if (path != freeEnd && !isEntry(c)) continue;
+        if (path == a || path == pred) continue;
+        std::uint32_t p = prev(path);
+        double delta = g + exits(pred, p) - before - link(p, path);
+        if (delta < best)
+          best = delta, bi = pos[a], bj = pos[p], touched[0] = a, touched[1] = pred,
+          touched[2] = path, touched[3] = p;
+      }
+      if (best < -1e-9 && within(bi, bj)) {
+        reverse(bi, bj);
+        if (log != nullptr) log->push_back({bi, bj});
+        gained += best;
+        for (std::uint32_t t : touched) wake(t);
         continue;
       }
-      if (path != freeEnd && !isExit(c)) continue;
-      if (path == a || path == succ) continue;
-      std::uint32_t d = next(path);
-      double delta = g + entries(succ, d) - after - link(path, d);
-      if (delta < best)
-        best = delta, bi = (pos[a] + 1) % size, bj = pos[path], touched[0] = a, touched[1] = succ,
-        touched[2] = path, touched[3] = d;
+      gained += Move(a);
     }
-    near = neighbours(entryEnd(a));
-    for (std::size_t k = 0; k <= kNeighbours; ++k) {
-      std::uint32_t c = k < kNeighbours ? near[k] : 2 * freeEnd;
-      if (c == UINT32_MAX) continue;
-      std::uint32_t path = c / 2;
-      --*work;
-      double g = path == freeEnd ? 0.0 : Distance(entry(a), ends[c]);
-      if (g >= before) {
-        if (k < kNeighbours) k = kNeighbours - 1;
-        continue;
+    return gained;
+  };
+  settle();
+
+  // Then kicks, as long as the budget lasts (and at most a few per path):
+  // two neighbouring stretches of the road swap places, the road settles
+  // around them, and the change stays only if the road came out shorter.
+  // The stretches are short, so a kick costs little however long the road.
+  std::uint64_t seed = 0x9E3779B97F4A7C15u;
+  auto random = [&](std::size_t below) {
+    seed = seed * 6364136223846793005u + 1442695040888963407u;
+    return static_cast<std::size_t>((seed >> 33) % below);
+  };
+  const std::size_t longest = std::min<std::size_t>(50, (size - 2) / 3);
+  std::vector<std::pair<std::size_t, std::size_t>> reversals;
+  std::vector<std::uint32_t> window;
+  const std::size_t kicks = 50 * n;
+  for (std::size_t kick = 0; kick < kicks && longest >= 1 && *work > 0; ++kick) {
+    std::size_t p = random(size), l1 = 1 + random(longest), l2 = 1 + random(longest);
+    auto at = [&](std::size_t k) { return tour[(p + k) % size]; };
+    std::uint32_t t0 = at(0), b0 = at(1), b1 = at(l1), c0 = at(l1 + 1), c1 = at(l1 + l2),
+                  t1 = at(l1 + l2 + 1);
+    double delta =
+        link(t0, c0) + link(c1, b0) + link(b1, t1) - link(t0, b0) - link(b1, c0) - link(c1, t1);
+    window.clear();
+    for (std::size_t k = 1; k <= l1 + l2; ++k) window.push_back(at(k));
+    auto place = [&](const std::vector<std::uint32_t>& order) {
+      for (std::size_t k = 0; k < order.size(); ++k) {
+        std::size_t slot = (p + 1 + k) % size;
+        tour[slot] = order[k];
+        pos[order[k]] = static_cast<std::uint32_t>(slot);
       }
-      if (path != freeEnd && !isEntry(c)) continue;
-      if (path == a || path == pred) continue;
-      std::uint32_t p = prev(path);
-      double delta = g + exits(pred, p) - before - link(p, path);
-      if (delta < best)
-        best = delta, bi = pos[a], bj = pos[p], touched[0] = a, touched[1] = pred,
-        touched[2] = path, touched[3] = p;
-    }
-    if (best >= -1e-9) continue;
-    reverse(bi, bj);
-    for (std::uint32_t t : touched) wake(t);
+    };
+    std::vector<std::uint32_t> swapped(window.begin() + static_cast<long>(l1), window.end());
+    swapped.insert(swapped.end(), window.begin(), window.begin() + static_cast<long>(l1));
+    place(swapped);
+    *work -= static_cast<long long>(l1 + l2);
+    for (std::uint32_t t : {t0, b0, b1, c0, c1, t1}) wake(t);
+    reversals.clear();
+    log = &reversals;
+    reach = 4 * longest;
+    delta += settle();
+    log = nullptr;
+    if (delta < -1e-9) continue;
+    // Not shorter: undo the reversals, last first, then the swap.
+    for (auto r = reversals.rbegin(); r != reversals.rend(); ++r) reverse(r->first, r->second);
+    place(window);
+    while (!queue.empty()) queued[queue.front()] = 0, queue.pop_front();
   }
-  // The road: the cycle opened at the free end, in the direction that
-  // starts nearer to where the pen stands.
+  // The road: the cycle of paths opened where leaving out one link and
+  // coming from where the pen stands costs least, in either direction.
+  std::vector<std::uint32_t> ring;
+  for (std::size_t k = 1; k < size; ++k) ring.push_back(tour[(pos[freeEnd] + k) % size]);
+  const std::size_t m = ring.size();
+  double best = INFINITY;
+  std::size_t cut = 0;
+  bool backwards = false;
+  for (std::size_t k = 0; k < m; ++k) {
+    std::uint32_t u = ring[(k + m - 1) % m], v = ring[k];
+    double forward = Distance(from, entry(v)) - link(u, v),
+           backward = Distance(from, exit(u)) - link(u, v);
+    if (forward < best) best = forward, cut = k, backwards = false;
+    if (backward < best) best = backward, cut = k, backwards = true;
+  }
   items->clear();
-  for (std::size_t k = 1; k < size; ++k) items->push_back(node[tour[(pos[freeEnd] + k) % size]]);
-  if (Distance(from, Exit(items->back())) < Distance(from, Entry(items->front()))) {
+  for (std::size_t k = 0; k < m; ++k) items->push_back(node[ring[(cut + k) % m]]);
+  if (backwards) {
     std::reverse(items->begin(), items->end());
     for (Item& i : *items) i.reversed = !i.loop && !i.reversed;
   }

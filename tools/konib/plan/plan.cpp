@@ -133,8 +133,20 @@ std::vector<Path> Greedy(std::vector<Path> paths, Point from) {
   paths.erase(
       std::remove_if(paths.begin(), paths.end(), [](const Path& p) { return p.points.size() < 2; }),
       paths.end());
-  Order order(paths, false);
-  return Apply(&paths, order.Greedy(from));
+  std::stable_sort(paths.begin(), paths.end(),
+                   [](const Path& a, const Path& b) { return a.pen < b.pen; });
+  std::vector<Path> out;
+  for (std::size_t lo = 0; lo < paths.size();) {
+    std::size_t hi = lo;
+    while (hi < paths.size() && paths[hi].pen == paths[lo].pen) ++hi;
+    std::vector<Path> pen(std::make_move_iterator(paths.begin() + static_cast<long>(lo)),
+                          std::make_move_iterator(paths.begin() + static_cast<long>(hi)));
+    Order order(pen, false);
+    for (Path& p : Apply(&pen, order.Greedy(from))) out.push_back(std::move(p));
+    from = out.back().points.back();
+    lo = hi;
+  }
+  return out;
 }
 
 Figures Plan(std::vector<Path>* paths, const Options& options, Point from) {

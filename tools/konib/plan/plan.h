@@ -58,8 +58,9 @@ struct Figures {
 // two points draw nothing and are dropped. The road starts at `from`.
 Figures Plan(std::vector<Path>* paths, const Options& options, Point from = {0, 0});
 
-// The yardstick of the benchmarks: greedy nearest neighbour with reversal
-// over the paths as given, from `from`, each path entered at an end.
+// The yardstick of the benchmarks: each pen once, in pen number order, and
+// within a pen greedy nearest neighbour with reversal over the paths as
+// given, from `from`, each path entered at an end.
 std::vector<Path> Greedy(std::vector<Path> paths, Point from = {0, 0});
 
 // Pen-up millimetres from `from` through the paths in their order.
