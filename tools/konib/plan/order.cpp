@@ -73,8 +73,10 @@ class Tree {
   // Depth is the logarithm of the size: each level halves the range.
   void Build(std::size_t lo, std::size_t hi) {
     if (lo >= hi) return;
+    // The wider side of the range's box, judged from a sample of it.
     double x0 = INFINITY, x1 = -INFINITY, y0 = INFINITY, y1 = -INFINITY;
-    for (std::size_t i = lo; i < hi; ++i) {
+    const std::size_t stride = std::max<std::size_t>(1, (hi - lo) / 64);
+    for (std::size_t i = lo; i < hi; i += stride) {
       Point p = point_[id_[i]];
       x0 = std::min(x0, p.x), x1 = std::max(x1, p.x), y0 = std::min(y0, p.y),
       y1 = std::max(y1, p.y);

@@ -17,13 +17,13 @@ constexpr double kWorkPerSecond = 2e7;
 
 // Joins paths whose ends meet within `tolerance`, reversing one where that
 // joins them. Ends are found through a sorted list of grid cells as large
-// as the tolerance, so each end looks at its own and the eight cells around.
+// as eight tolerances, so that an end mostly looks into its own cell alone.
 class Joiner {
  public:
   Joiner(std::vector<Path>* paths, double tolerance)
       : paths_(*paths),
         tolerance_(tolerance),
-        cell_(std::max(tolerance, 1e-6)),
+        cell_(std::max(8 * tolerance, 1e-6)),
         used_(paths->size()) {
     for (std::uint32_t p = 0; p < paths_.size(); ++p) {
       if (IsLoop(paths_[p])) continue;
@@ -31,6 +31,8 @@ class Joiner {
       cells_.push_back({Key(paths_[p].points.back()), 2 * p + 1});
     }
     std::sort(cells_.begin(), cells_.end());
+    slot_.assign(2 * paths_.size(), 0);
+    for (std::uint32_t k = 0; k < cells_.size(); ++k) slot_[cells_[k].second] = k;
   }
 
   std::vector<Path> Join() {
@@ -40,9 +42,9 @@ class Joiner {
       used_[p] = 1;
       Path chain = std::move(paths_[p]);
       if (!IsLoop(chain)) {
-        Extend(&chain);
+        Extend(&chain, 2 * p + 1);
         std::reverse(chain.points.begin(), chain.points.end());
-        Extend(&chain);
+        Extend(&chain, 2 * p);
       }
       out.push_back(std::move(chain));
     }
@@ -65,24 +67,39 @@ class Joiner {
     return Pack(c.first, c.second);
   }
 
-  // Appends paths whose ends meet the chain's last point, nearest first.
-  void Extend(Path* chain) {
+  // Appends paths whose ends meet the chain's last point, nearest first;
+  // `last` is the path end that the chain ends in.
+  void Extend(Path* chain, std::uint32_t last) {
     while (true) {
-      Point end = chain->points.back();
-      auto c = Cell(end);
+      const Point end = chain->points.back();
+      const auto c = Cell(end);
       std::uint32_t best = UINT32_MAX;
       double bestD = tolerance_;
+      auto look = [&](std::size_t k) {
+        std::uint32_t q = cells_[k].second / 2;
+        if (used_[q] || paths_[q].pen != chain->pen) return;
+        const auto& v = paths_[q].points;
+        double d = Distance(end, cells_[k].second % 2 ? v.back() : v.front());
+        if (d < bestD || (d == bestD && cells_[k].second < best))
+          bestD = d, best = cells_[k].second;
+      };
+      // The end's own cell, found through its place in the list.
+      const std::uint64_t own = cells_[slot_[last]].first;
+      for (std::size_t k = slot_[last]; k < cells_.size() && cells_[k].first == own; ++k) look(k);
+      for (std::size_t k = slot_[last]; k-- > 0 && cells_[k].first == own;) look(k);
+      // A neighbouring cell only where the end is within the tolerance of it.
+      auto reach = [&](double v, std::int64_t at, int side) {
+        return side == 0 || (side < 0 ? v - tolerance_ < static_cast<double>(at) * cell_
+                                      : v + tolerance_ >= static_cast<double>(at + 1) * cell_);
+      };
       for (int dx = -1; dx <= 1; ++dx)
         for (int dy = -1; dy <= 1; ++dy) {
+          if ((dx == 0 && dy == 0) || !reach(end.x, c.first, dx) || !reach(end.y, c.second, dy))
+            continue;
           std::uint64_t key = Pack(c.first + dx, c.second + dy);
           auto it = std::lower_bound(cells_.begin(), cells_.end(), std::make_pair(key, 0u));
-          for (; it != cells_.end() && it->first == key; ++it) {
-            std::uint32_t q = it->second / 2;
-            if (used_[q] || paths_[q].pen != chain->pen) continue;
-            const auto& v = paths_[q].points;
-            double d = Distance(end, it->second % 2 ? v.back() : v.front());
-            if (d < bestD || (d == bestD && it->second < best)) bestD = d, best = it->second;
-          }
+          for (; it != cells_.end() && it->first == key; ++it)
+            look(static_cast<std::size_t>(it - cells_.begin()));
         }
       if (best == UINT32_MAX) return;
       used_[best / 2] = 1;
@@ -92,6 +109,7 @@ class Joiner {
       bool same = v.front().x == end.x && v.front().y == end.y;
       chain->points.insert(chain->points.end(), v.begin() + (same ? 1 : 0), v.end());
       std::vector<Point>().swap(v);
+      last = best ^ 1;
     }
   }
 
@@ -100,6 +118,7 @@ class Joiner {
   double cell_;
   std::vector<std::uint8_t> used_;
   std::vector<std::pair<std::uint64_t, std::uint32_t>> cells_;
+  std::vector<std::uint32_t> slot_;  // each path end's place in cells_
 };
 
 }  // namespace
@@ -177,15 +196,19 @@ Figures Plan(std::vector<Path>* paths, const Options& options, Point from) {
                                               static_cast<double>(total));
       pen = Joiner(&pen, options.joinTolerance).Join();
       Order order(pen, options.chooseEntry);
-      std::vector<Item> greedy = order.Greedy(from), best = greedy;
+      std::vector<Item> best = order.Greedy(from);
+      const std::vector<Item> greedy = best;
       order.Improve(&best, from, &work);
-      if (options.chooseEntry) order.ChooseEntries(&best, from);
+      const bool loops = options.chooseEntry && std::any_of(best.begin(), best.end(),
+                                                            [](const Item& i) { return i.loop; });
+      if (loops) order.ChooseEntries(&best, from);
       // Never worse than the greedy road or the drawing's own order.
-      std::vector<Item> given = order.AsGiven();
-      if (options.chooseEntry)
-        order.ChooseEntries(&greedy, from), order.ChooseEntries(&given, from);
-      for (const auto* other : {&greedy, &given})
-        if (order.Cost(*other, from) < order.Cost(best, from)) best = *other;
+      double cost = order.Cost(best, from);
+      for (std::vector<Item> other : {greedy, order.AsGiven()}) {
+        if (loops) order.ChooseEntries(&other, from);
+        double c = order.Cost(other, from);
+        if (c < cost) best = std::move(other), cost = c;
+      }
       for (Path& p : Apply(&pen, best)) planned.push_back(std::move(p));
       from = planned.back().points.back();
       lo = hi;
