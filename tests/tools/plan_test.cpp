@@ -233,13 +233,20 @@ TEST(Plan, ResumingPlotsTheTailOfThePlan) {
     std::string rest = bytes.substr(tailStarts[0]);
     if (n > 1) rest.erase(rest.find("LT;"), 3);
     EXPECT_EQ(rest, full.substr(starts[n - 1])) << n;
-    // A stop anywhere in path n is reported as path n, after the ink before it.
-    Stop stop = WhereStopped(work.paths, starts, starts[n - 1] + 1, 1);
+    // A stop at the start of path n, and halfway through its bytes.
+    std::size_t end = n < 6 ? starts[n] : full.size();
+    Stop stop = WhereStopped(work.paths, starts, starts[n - 1], full.size(), 1);
+    EXPECT_EQ(std::make_pair(stop.path, stop.drawn),
+              std::make_pair(n, 9.0 * static_cast<double>(n - 1)));
+    stop = WhereStopped(work.paths, starts, (starts[n - 1] + end) / 2, full.size(), 1);
     EXPECT_EQ(stop.path, n);
-    EXPECT_DOUBLE_EQ(stop.drawn, 9.0 * static_cast<double>(n - 1));
+    EXPECT_NEAR(stop.drawn, 9.0 * static_cast<double>(n - 1) + 4.5,
+                9 * 2.0 / static_cast<double>(end - starts[n - 1]));
   }
-  EXPECT_EQ(WhereStopped(work.paths, starts, 0, 1).path, 1u);
-  EXPECT_EQ(WhereStopped(work.paths, starts, full.size(), 4).path, 9u);  // numbers from the resume
+  EXPECT_EQ(WhereStopped(work.paths, starts, 0, full.size(), 1).path, 1u);
+  Stop resumed =
+      WhereStopped(work.paths, starts, full.size(), full.size(), 4);  // numbers from the resume
+  EXPECT_EQ(std::make_pair(resumed.path, resumed.drawn), std::make_pair(std::size_t{9}, 54.0));
 }
 
 TEST(Plan, EstimateCountsMovesLiftsChangesAndTheLink) {

@@ -65,7 +65,8 @@ int PlanAndSend(const PlotOptions& o, const ModelList& model, const job::Paper& 
   std::size_t delivered = 0;
   int result = Send(bytes, job::AbortBytes(model, paper), o.to, &delivered);
   if (result == kInterrupted || result == kDeviceError) {
-    plan::Stop stop = plan::WhereStopped(work->paths, starts, delivered, o.resumeFrom);
+    plan::Stop stop =
+        plan::WhereStopped(work->paths, starts, delivered, bytes.size(), o.resumeFrom);
     double all = plan::PenDown(done) + plan::PenDown(work->paths);
     std::fprintf(stderr,
                  "konib: stopped in path %zu of %zu, %.0f of %.0f mm drawn; "

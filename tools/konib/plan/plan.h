@@ -88,14 +88,15 @@ double Estimate(const std::vector<Path>& paths, const Machine& machine, std::siz
                 int baud);
 
 // Where a plot stopped: the path that was under way (numbered from 1 in the
-// whole plan) and the millimetres drawn before it. `starts` holds the byte
-// at which each of `paths` starts, and `first` the number of paths[0].
+// whole plan) and the millimetres drawn by then, that path's share by its
+// bytes. `starts` holds the byte at which each of `paths` starts, `total`
+// the job's bytes, and `first` the number of paths[0].
 struct Stop {
   std::size_t path;
   double drawn;
 };
 Stop WhereStopped(const std::vector<Path>& paths, const std::vector<std::size_t>& starts,
-                  std::size_t delivered, std::size_t first);
+                  std::size_t delivered, std::size_t total, std::size_t first);
 
 // The pens whose paths all come before path index `n`: a plot resumed at n
 // has done their labels too.

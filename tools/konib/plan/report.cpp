@@ -124,15 +124,23 @@ double Estimate(const std::vector<Path>& paths, const Machine& m, std::size_t by
 }
 
 Stop WhereStopped(const std::vector<Path>& paths, const std::vector<std::size_t>& starts,
-                  std::size_t delivered, std::size_t first) {
+                  std::size_t delivered, std::size_t total, std::size_t first) {
+  if (paths.empty() || starts.size() != paths.size()) return {first, 0};
   auto after = std::upper_bound(starts.begin(), starts.end(), delivered);
   std::size_t k =
       after == starts.begin() ? 0 : static_cast<std::size_t>(after - starts.begin()) - 1;
-  k = std::min(k, paths.size());
+  auto length = [&](const Path& p) {
+    double sum = 0;
+    for (std::size_t j = 1; j < p.points.size(); ++j) sum += Distance(p.points[j - 1], p.points[j]);
+    return sum;
+  };
   double drawn = 0;
-  for (std::size_t i = 0; i < k; ++i)
-    for (std::size_t j = 1; j < paths[i].points.size(); ++j)
-      drawn += Distance(paths[i].points[j - 1], paths[i].points[j]);
+  for (std::size_t i = 0; i < k; ++i) drawn += length(paths[i]);
+  // Within the path, its ink goes by its bytes: each line is one command.
+  std::size_t end = k + 1 < starts.size() ? starts[k + 1] : std::max(total, starts[k]);
+  if (delivered > starts[k] && end > starts[k])
+    drawn += length(paths[k]) * static_cast<double>(std::min(delivered, end) - starts[k]) /
+             static_cast<double>(end - starts[k]);
   return {first + k, drawn};
 }
 
