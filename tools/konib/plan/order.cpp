@@ -17,19 +17,23 @@ namespace {
 
 class Tree {
  public:
-  explicit Tree(std::vector<Point> points)
-      : point_(std::move(points)),
-        id_(point_.size()),
-        slot_(point_.size()),
-        live_(point_.size()),
-        alive_(point_.size(), 1),
-        axis_(point_.size()) {
-    for (std::uint32_t i = 0; i < id_.size(); ++i) id_[i] = i;
-    Build(0, point_.size());
-    std::vector<Point> ordered(point_.size());
-    for (std::size_t s = 0; s < id_.size(); ++s)
-      ordered[s] = point_[id_[s]], slot_[id_[s]] = static_cast<std::uint32_t>(s);
-    point_ = std::move(ordered);
+  explicit Tree(const std::vector<Point>& points)
+      : point_(points.size()),
+        id_(points.size()),
+        slot_(points.size()),
+        live_(points.size()),
+        alive_(points.size(), 1),
+        axis_(points.size()) {
+    // Built on points with their numbers beside them, so that the median
+    // search walks memory in order.
+    std::vector<Entry> entries(points.size());
+    for (std::uint32_t i = 0; i < entries.size(); ++i) entries[i] = {points[i], i};
+    Build(&entries, 0, entries.size());
+    for (std::size_t s = 0; s < entries.size(); ++s) {
+      point_[s] = entries[s].point;
+      id_[s] = entries[s].id;
+      slot_[entries[s].id] = static_cast<std::uint32_t>(s);
+    }
   }
 
   // The nearest point still in the tree, or -1.
@@ -71,27 +75,33 @@ class Tree {
   }
 
   // Depth is the logarithm of the size: each level halves the range.
-  void Build(std::size_t lo, std::size_t hi) {
+  struct Entry {
+    Point point;
+    std::uint32_t id;
+  };
+
+  void Build(std::vector<Entry>* entries, std::size_t lo, std::size_t hi) {
     if (lo >= hi) return;
+    auto& e = *entries;
     // The wider side of the range's box, judged from a sample of it.
     double x0 = INFINITY, x1 = -INFINITY, y0 = INFINITY, y1 = -INFINITY;
     const std::size_t stride = std::max<std::size_t>(1, (hi - lo) / 64);
     for (std::size_t i = lo; i < hi; i += stride) {
-      Point p = point_[id_[i]];
+      Point p = e[i].point;
       x0 = std::min(x0, p.x), x1 = std::max(x1, p.x), y0 = std::min(y0, p.y),
       y1 = std::max(y1, p.y);
     }
     int axis = x1 - x0 >= y1 - y0 ? 0 : 1;
     std::size_t m = lo + (hi - lo) / 2;
-    std::nth_element(id_.begin() + static_cast<long>(lo), id_.begin() + static_cast<long>(m),
-                     id_.begin() + static_cast<long>(hi), [&](std::uint32_t a, std::uint32_t b) {
-                       double ca = Coordinate(point_[a], axis), cb = Coordinate(point_[b], axis);
-                       return ca < cb || (ca == cb && a < b);
+    std::nth_element(e.begin() + static_cast<long>(lo), e.begin() + static_cast<long>(m),
+                     e.begin() + static_cast<long>(hi), [axis](const Entry& a, const Entry& b) {
+                       double ca = Coordinate(a.point, axis), cb = Coordinate(b.point, axis);
+                       return ca < cb || (ca == cb && a.id < b.id);
                      });
     axis_[m] = static_cast<std::uint8_t>(axis);
     live_[m] = static_cast<std::uint32_t>(hi - lo);
-    Build(lo, m);
-    Build(m + 1, hi);
+    Build(entries, lo, m);
+    Build(entries, m + 1, hi);
   }
 
   void Search(std::size_t lo, std::size_t hi, Point q, long* best, double* bestD) const {
@@ -201,7 +211,8 @@ std::vector<Item> Order::Greedy(Point from) const {
   std::vector<std::uint32_t> owner(points.size());
   for (std::uint32_t p = 0; p < paths_.size(); ++p)
     for (std::uint32_t e = first[p]; e < first[p + 1]; ++e) owner[e] = p;
-  Tree tree(std::move(points));
+  Tree tree(points);
+  std::vector<Point>().swap(points);
   std::vector<Item> items;
   items.reserve(paths_.size());
   for (std::size_t n = 0; n < paths_.size(); ++n) {

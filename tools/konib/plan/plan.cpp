@@ -27,12 +27,14 @@ class Joiner {
         used_(paths->size()) {
     for (std::uint32_t p = 0; p < paths_.size(); ++p) {
       if (IsLoop(paths_[p])) continue;
-      cells_.push_back({Key(paths_[p].points.front()), 2 * p});
-      cells_.push_back({Key(paths_[p].points.back()), 2 * p + 1});
+      cells_.push_back({Key(paths_[p].points.front()), 2 * p, paths_[p].points.front()});
+      cells_.push_back({Key(paths_[p].points.back()), 2 * p + 1, paths_[p].points.back()});
     }
-    std::sort(cells_.begin(), cells_.end());
+    std::sort(cells_.begin(), cells_.end(), [](const End& a, const End& b) {
+      return a.key < b.key || (a.key == b.key && a.end < b.end);
+    });
     slot_.assign(2 * paths_.size(), 0);
-    for (std::uint32_t k = 0; k < cells_.size(); ++k) slot_[cells_[k].second] = k;
+    for (std::uint32_t k = 0; k < cells_.size(); ++k) slot_[cells_[k].end] = k;
   }
 
   std::vector<Path> Join() {
@@ -75,18 +77,17 @@ class Joiner {
       const auto c = Cell(end);
       std::uint32_t best = UINT32_MAX;
       double bestD = tolerance_;
+      // The joiner sees one pen's paths: any end near this one will do.
       auto look = [&](std::size_t k) {
-        std::uint32_t q = cells_[k].second / 2;
-        if (used_[q] || paths_[q].pen != chain->pen) return;
-        const auto& v = paths_[q].points;
-        double d = Distance(end, cells_[k].second % 2 ? v.back() : v.front());
-        if (d < bestD || (d == bestD && cells_[k].second < best))
-          bestD = d, best = cells_[k].second;
+        const End& e = cells_[k];
+        if (used_[e.end / 2]) return;
+        double d = Distance(end, e.at);
+        if (d < bestD || (d == bestD && e.end < best)) bestD = d, best = e.end;
       };
       // The end's own cell, found through its place in the list.
-      const std::uint64_t own = cells_[slot_[last]].first;
-      for (std::size_t k = slot_[last]; k < cells_.size() && cells_[k].first == own; ++k) look(k);
-      for (std::size_t k = slot_[last]; k-- > 0 && cells_[k].first == own;) look(k);
+      const std::uint64_t own = cells_[slot_[last]].key;
+      for (std::size_t k = slot_[last]; k < cells_.size() && cells_[k].key == own; ++k) look(k);
+      for (std::size_t k = slot_[last]; k-- > 0 && cells_[k].key == own;) look(k);
       // A neighbouring cell only where the end is within the tolerance of it.
       auto reach = [&](double v, std::int64_t at, int side) {
         return side == 0 || (side < 0 ? v - tolerance_ < static_cast<double>(at) * cell_
@@ -97,8 +98,9 @@ class Joiner {
           if ((dx == 0 && dy == 0) || !reach(end.x, c.first, dx) || !reach(end.y, c.second, dy))
             continue;
           std::uint64_t key = Pack(c.first + dx, c.second + dy);
-          auto it = std::lower_bound(cells_.begin(), cells_.end(), std::make_pair(key, 0u));
-          for (; it != cells_.end() && it->first == key; ++it)
+          auto it = std::lower_bound(cells_.begin(), cells_.end(), key,
+                                     [](const End& e, std::uint64_t k) { return e.key < k; });
+          for (; it != cells_.end() && it->key == key; ++it)
             look(static_cast<std::size_t>(it - cells_.begin()));
         }
       if (best == UINT32_MAX) return;
@@ -117,7 +119,12 @@ class Joiner {
   double tolerance_;
   double cell_;
   std::vector<std::uint8_t> used_;
-  std::vector<std::pair<std::uint64_t, std::uint32_t>> cells_;
+  struct End {
+    std::uint64_t key;  // its cell
+    std::uint32_t end;  // 2 × path, + 1 for the path's back
+    Point at;
+  };
+  std::vector<End> cells_;
   std::vector<std::uint32_t> slot_;  // each path end's place in cells_
 };
 
