@@ -115,10 +115,10 @@ class Tree {
     double side = Coordinate(q, axis_[m]) - Coordinate(point_[m], axis_[m]);
     if (side < 0) {
       Search(lo, m, q, best, bestD);
-      if (side * side <= *bestD) Search(m + 1, hi, q, best, bestD);
+      if (side * side < *bestD) Search(m + 1, hi, q, best, bestD);
     } else {
       Search(m + 1, hi, q, best, bestD);
-      if (side * side <= *bestD) Search(lo, m, q, best, bestD);
+      if (side * side < *bestD) Search(lo, m, q, best, bestD);
     }
   }
 
@@ -140,7 +140,7 @@ class Tree {
       }
     }
     double side = Coordinate(q, axis_[m]) - Coordinate(point_[m], axis_[m]);
-    auto far = [&] { return heap->size() < k || side * side <= heap->front().first; };
+    auto far = [&] { return heap->size() < k || side * side < heap->front().first; };
     if (side < 0) {
       Gather(lo, m, q, k, skip, heap);
       if (far()) Gather(m + 1, hi, q, k, skip, heap);

@@ -34,7 +34,13 @@ class Joiner {
       return a.key < b.key || (a.key == b.key && a.end < b.end);
     });
     slot_.assign(2 * paths_.size(), 0);
-    for (std::uint32_t k = 0; k < cells_.size(); ++k) slot_[cells_[k].end] = k;
+    run_.resize(cells_.size());
+    skip_.resize(cells_.size());
+    for (std::uint32_t k = 0; k < cells_.size(); ++k) {
+      slot_[cells_[k].end] = k;
+      run_[k] = k > 0 && cells_[k - 1].key == cells_[k].key ? run_[k - 1] : k;
+      skip_[k] = k + 1;
+    }
   }
 
   std::vector<Path> Join() {
@@ -69,6 +75,32 @@ class Joiner {
     return Pack(c.first, c.second);
   }
 
+  // The first entry at or after `k` whose path is not yet drawn: taken
+  // entries are jumped over (and the jumps shortened), so that many ends
+  // in one place are passed once, not once per join.
+  std::uint32_t Live(std::uint32_t k) {
+    std::uint32_t root = k;
+    while (root < cells_.size() && used_[cells_[root].end / 2]) root = skip_[root];
+    while (k != root) {
+      std::uint32_t next = skip_[k];
+      skip_[k] = root;
+      k = next;
+    }
+    return root;
+  }
+
+  // Hands `look` the live entries of the cell that starts at `start`: at
+  // most a few dozen, which bounds the work where ends crowd together (a
+  // star of a hundred thousand lines).
+  template <class Look>
+  void Scan(std::uint32_t start, Look& look) {
+    const std::uint64_t key = cells_[start].key;
+    int count = 0;
+    for (std::uint32_t k = Live(start); k < cells_.size() && cells_[k].key == key && count < 64;
+         k = Live(k + 1), ++count)
+      look(k);
+  }
+
   // Appends paths whose ends meet the chain's last point, nearest first;
   // `last` is the path end that the chain ends in.
   void Extend(Path* chain, std::uint32_t last) {
@@ -80,15 +112,12 @@ class Joiner {
       // The joiner sees one pen's paths: any end near this one will do.
       auto look = [&](std::size_t k) {
         const End& e = cells_[k];
-        if (used_[e.end / 2]) return;
         double d = Distance(end, e.at);
         if (d < bestD || (d == bestD && e.end < best)) bestD = d, best = e.end;
       };
-      // The end's own cell, found through its place in the list.
-      const std::uint64_t own = cells_[slot_[last]].key;
-      for (std::size_t k = slot_[last]; k < cells_.size() && cells_[k].key == own; ++k) look(k);
-      for (std::size_t k = slot_[last]; k-- > 0 && cells_[k].key == own;) look(k);
-      // A neighbouring cell only where the end is within the tolerance of it.
+      // The end's own cell, found through its place in the list, then a
+      // neighbouring cell only where the end is within the tolerance of it.
+      Scan(run_[slot_[last]], look);
       auto reach = [&](double v, std::int64_t at, int side) {
         return side == 0 || (side < 0 ? v - tolerance_ < static_cast<double>(at) * cell_
                                       : v + tolerance_ >= static_cast<double>(at + 1) * cell_);
@@ -100,8 +129,8 @@ class Joiner {
           std::uint64_t key = Pack(c.first + dx, c.second + dy);
           auto it = std::lower_bound(cells_.begin(), cells_.end(), key,
                                      [](const End& e, std::uint64_t k) { return e.key < k; });
-          for (; it != cells_.end() && it->key == key; ++it)
-            look(static_cast<std::size_t>(it - cells_.begin()));
+          if (it != cells_.end() && it->key == key)
+            Scan(static_cast<std::uint32_t>(it - cells_.begin()), look);
         }
       if (best == UINT32_MAX) return;
       used_[best / 2] = 1;
@@ -126,6 +155,8 @@ class Joiner {
   };
   std::vector<End> cells_;
   std::vector<std::uint32_t> slot_;  // each path end's place in cells_
+  std::vector<std::uint32_t> run_;   // where each entry's cell starts in cells_
+  std::vector<std::uint32_t> skip_;  // a later entry to jump to from a taken one
 };
 
 }  // namespace
