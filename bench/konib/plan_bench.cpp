@@ -54,7 +54,7 @@ void Read(benchmark::State& state) {
     benchmark::DoNotOptimize(drawing.shapes.data());
   }
   state.SetComplexityN(state.range(0));
-  state.SetBytesProcessed(static_cast<long>(state.iterations() * text.size()));
+  state.SetBytesProcessed(state.iterations() * static_cast<long>(text.size()));
 }
 BENCHMARK(Read)->Arg(10000)->Arg(100000)->Complexity(benchmark::oN)->Unit(benchmark::kMillisecond);
 
