@@ -167,7 +167,9 @@ constexpr long long kListWork = 40;
 }  // namespace
 
 Order::Order(const std::vector<Path>& paths, bool chooseEntry)
-    : paths_(paths), chooseEntry_(chooseEntry) {}
+    : paths_(paths), loop_(paths.size()) {
+  for (std::size_t p = 0; p < paths.size(); ++p) loop_[p] = chooseEntry && IsLoop(paths[p]);
+}
 
 Point Order::Entry(const Item& i) const {
   const auto& p = paths_[i.path].points;
@@ -187,11 +189,10 @@ double Order::Cost(const std::vector<Item>& items, Point from) const {
   return sum;
 }
 
-std::vector<Item> Order::AsGiven() const {
+std::vector<Item> Order::AsGiven(const std::vector<std::uint32_t>& order) const {
   std::vector<Item> items;
-  items.reserve(paths_.size());
-  for (std::uint32_t p = 0; p < paths_.size(); ++p)
-    items.push_back({p, 0, false, chooseEntry_ && IsLoop(paths_[p])});
+  items.reserve(order.size());
+  for (std::uint32_t p : order) items.push_back({p, 0, false, loop_[p] != 0});
   return items;
 }
 
@@ -202,7 +203,7 @@ std::vector<Item> Order::Greedy(Point from) const {
   for (std::uint32_t p = 0; p < paths_.size(); ++p) {
     first[p] = static_cast<std::uint32_t>(points.size());
     const auto& v = paths_[p].points;
-    if (chooseEntry_ && IsLoop(paths_[p]))
+    if (loop_[p])
       points.insert(points.end(), v.begin(), v.end() - 1);
     else
       points.push_back(v.front()), points.push_back(v.back());
@@ -220,7 +221,7 @@ std::vector<Item> Order::Greedy(Point from) const {
     if (e < 0) break;
     std::uint32_t p = owner[static_cast<std::size_t>(e)],
                   k = static_cast<std::uint32_t>(e) - first[p];
-    bool loop = chooseEntry_ && IsLoop(paths_[p]);
+    bool loop = loop_[p] != 0;
     items.push_back({p, loop ? k : 0, !loop && k == 1, loop});
     for (std::uint32_t x = first[p]; x < first[p + 1]; ++x) tree.Remove(x);
     from = Exit(items.back());

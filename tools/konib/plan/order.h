@@ -44,11 +44,12 @@ class Order {
   // Each loop entered at the vertex that shortens the road most.
   void ChooseEntries(std::vector<Item>* items, Point from) const;
 
-  std::vector<Item> AsGiven() const;
+  // The paths in `order` (indices), each as it stands.
+  std::vector<Item> AsGiven(const std::vector<std::uint32_t>& order) const;
 
  private:
   const std::vector<Path>& paths_;
-  bool chooseEntry_;
+  std::vector<std::uint8_t> loop_;  // entered anywhere: a loop, when entries are chosen
 };
 
 // Writes the paths of `items` in their order and direction.

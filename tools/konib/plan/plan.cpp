@@ -159,6 +159,43 @@ class Joiner {
   std::vector<std::uint32_t> skip_;  // a later entry to jump to from a taken one
 };
 
+// The paths sorted along a Z-shaped curve over the paper by their first
+// point, so that paths near each other on the paper lie near each other in
+// memory: the orders below walk the paper, not the document. Returns the
+// document order of the sorted paths.
+std::vector<std::uint32_t> SortByPlace(std::vector<Path>* paths) {
+  double x0 = INFINITY, y0 = INFINITY, x1 = -INFINITY, y1 = -INFINITY;
+  for (const Path& p : *paths) {
+    Point a = p.points.front();
+    x0 = std::min(x0, a.x), x1 = std::max(x1, a.x), y0 = std::min(y0, a.y), y1 = std::max(y1, a.y);
+  }
+  auto cell = [](double v, double lo, double hi) {
+    double t = hi > lo ? (v - lo) / (hi - lo) : 0;
+    return static_cast<std::uint32_t>(std::clamp(t, 0.0, 1.0) * 65535);
+  };
+  auto spread = [](std::uint32_t v) {  // the bits of v with a zero between each two
+    v = (v | (v << 8)) & 0x00FF00FFu;
+    v = (v | (v << 4)) & 0x0F0F0F0Fu;
+    v = (v | (v << 2)) & 0x33333333u;
+    return (v | (v << 1)) & 0x55555555u;
+  };
+  std::vector<std::pair<std::uint32_t, std::uint32_t>> keys(paths->size());
+  for (std::uint32_t i = 0; i < keys.size(); ++i) {
+    Point a = (*paths)[i].points.front();
+    keys[i] = {spread(cell(a.x, x0, x1)) | spread(cell(a.y, y0, y1)) << 1, i};
+  }
+  std::sort(keys.begin(), keys.end());
+  std::vector<Path> sorted;
+  sorted.reserve(paths->size());
+  std::vector<std::uint32_t> document(paths->size());
+  for (std::uint32_t k = 0; k < keys.size(); ++k) {
+    sorted.push_back(std::move((*paths)[keys[k].second]));
+    document[keys[k].second] = k;
+  }
+  *paths = std::move(sorted);
+  return document;
+}
+
 }  // namespace
 
 double Travel(const std::vector<Path>& paths, Point from) {
@@ -233,6 +270,7 @@ Figures Plan(std::vector<Path>* paths, const Options& options, Point from) {
       long long work = static_cast<long long>(budget * static_cast<double>(hi - lo) /
                                               static_cast<double>(total));
       pen = Joiner(&pen, options.joinTolerance).Join();
+      const std::vector<std::uint32_t> document = SortByPlace(&pen);
       Order order(pen, options.chooseEntry);
       std::vector<Item> best = order.Greedy(from);
       const std::vector<Item> greedy = best;
@@ -242,7 +280,7 @@ Figures Plan(std::vector<Path>* paths, const Options& options, Point from) {
       if (loops) order.ChooseEntries(&best, from);
       // Never worse than the greedy road or the drawing's own order.
       double cost = order.Cost(best, from);
-      for (std::vector<Item> other : {greedy, order.AsGiven()}) {
+      for (std::vector<Item> other : {greedy, order.AsGiven(document)}) {
         if (loops) order.ChooseEntries(&other, from);
         double c = order.Cost(other, from);
         if (c < cost) best = std::move(other), cost = c;
