@@ -160,7 +160,7 @@ class Tree {
 
 // Neighbours kept per path end for 2-opt: enough to find the moves that
 // matter, few enough to keep a million paths in memory.
-constexpr std::size_t kNeighbours = 8;
+constexpr std::size_t kNeighbours = 12;
 // Work units: a neighbour list costs about as much as this many move trials.
 constexpr long long kListWork = 40;
 
