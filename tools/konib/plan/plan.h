@@ -4,11 +4,12 @@
 // A planned job selects each pen once (in pen number order: the order in
 // which a person at a one-pen plotter expects to be asked for them), joins
 // paths whose ends meet, and orders each pen's paths so that the pen travels
-// little in the air: greedy nearest neighbour with reversal, then 2-opt with
-// neighbour lists, then each closed loop is entered where the road is
-// shortest. The improvement is bounded by a work count derived from the time
-// budget, never by the clock, so the same input and options always give the
-// same plan.
+// little in the air: greedy nearest neighbour with reversal, then 2-opt and
+// Or-opt with neighbour lists and short kicks that stay when they shorten
+// the road, then each closed loop is entered where the road is shortest.
+// The improvement is bounded by a work count derived from the time budget,
+// never by the clock, so the same input and options always give the same
+// plan on every machine.
 #pragma once
 
 #include <cstddef>
