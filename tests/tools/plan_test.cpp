@@ -150,6 +150,17 @@ TEST(Plan, NoInkLostOrDoubledOnRandomDrawings) {
   }
 }
 
+TEST(Plan, AnAstronomicPageLosesNoPath) {
+  // Distances overflow to infinity: no order is better than another, and
+  // every path must still be drawn once.
+  std::vector<Path> given{{1, {{-1e300, 0}, {1e300, 0}}},
+                          {1, {{1e300, 1e300}, {-1e300, -1e300}}},
+                          {1, {{0, 0}, {1e300, 0}, {1e300, 1e300}, {0, 0}}}},
+      paths = given;
+  Plan(&paths, {});
+  EXPECT_EQ(Segments(paths), Segments(given));
+}
+
 TEST(Plan, SameInputSamePlan) {
   std::vector<Path> given = RandomDrawing(99, 3000);
   for (double budget : {0.0, 0.001, 0.05}) {

@@ -110,7 +110,7 @@ class Tree {
     if (live_[m] == 0) return;
     if (alive_[m]) {
       double d = Distance2(q, point_[m]);
-      if (d < *bestD || (d == *bestD && id_[m] < *best)) *bestD = d, *best = id_[m];
+      if (*best < 0 || d < *bestD || (d == *bestD && id_[m] < *best)) *bestD = d, *best = id_[m];
     }
     double side = Coordinate(q, axis_[m]) - Coordinate(point_[m], axis_[m]);
     if (side < 0) {
@@ -216,14 +216,20 @@ std::vector<Item> Order::Greedy(Point from) const {
   std::vector<Point>().swap(points);
   std::vector<Item> items;
   items.reserve(paths_.size());
+  std::vector<std::uint8_t> taken(paths_.size());
+  std::size_t cursor = 0;
   for (std::size_t n = 0; n < paths_.size(); ++n) {
     long e = tree.Nearest(from);
-    if (e < 0) break;
+    // Distances beyond the doubles of an astronomic page compare as
+    // nothing: then the next path as given, entered at its start.
+    while (e < 0 && taken[cursor]) ++cursor;
+    if (e < 0) e = first[cursor];
     std::uint32_t p = owner[static_cast<std::size_t>(e)],
                   k = static_cast<std::uint32_t>(e) - first[p];
     bool loop = loop_[p] != 0;
     items.push_back({p, loop ? k : 0, !loop && k == 1, loop});
     for (std::uint32_t x = first[p]; x < first[p + 1]; ++x) tree.Remove(x);
+    taken[p] = 1;
     from = Exit(items.back());
   }
   return items;

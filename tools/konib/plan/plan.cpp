@@ -171,7 +171,8 @@ std::vector<std::uint32_t> SortByPlace(std::vector<Path>* paths) {
   }
   auto cell = [](double v, double lo, double hi) {
     double t = hi > lo ? (v - lo) / (hi - lo) : 0;
-    return static_cast<std::uint32_t>(std::clamp(t, 0.0, 1.0) * 65535);
+    if (!(t > 0)) t = 0;  // also where a page of astronomic size overflows
+    return static_cast<std::uint32_t>(std::min(t, 1.0) * 65535);
   };
   auto spread = [](std::uint32_t v) {  // the bits of v with a zero between each two
     v = (v | (v << 8)) & 0x00FF00FFu;
@@ -286,7 +287,7 @@ Figures Plan(std::vector<Path>* paths, const Options& options, Point from) {
         if (c < cost) best = std::move(other), cost = c;
       }
       for (Path& p : Apply(&pen, best)) planned.push_back(std::move(p));
-      from = planned.back().points.back();
+      if (!planned.empty()) from = planned.back().points.back();
       lo = hi;
     }
     *paths = std::move(planned);

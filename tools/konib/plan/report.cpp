@@ -210,18 +210,19 @@ std::set<int> FinishedPens(const std::vector<Path>& paths, std::size_t n) {
 std::vector<std::string> Report(const Figures& f, std::size_t bytes, double seconds, int baud) {
   char line[4][200];
   auto clock = [](double s) {
-    long t = static_cast<long>(s + 0.5);
+    long t = s > 0 ? static_cast<long>(std::min(s, 1e9) + 0.5) : 0;
     char text[40];
     std::snprintf(text, sizeof text, "%ld:%02ld:%02ld", t / 3600, t / 60 % 60, t % 60);
     return std::string(text);
   };
+  double ratio = f.documentTravel > 0 ? f.travel / f.documentTravel : 1.0;
+  if (!std::isfinite(ratio)) ratio = 1;  // a page beyond the doubles
   std::snprintf(line[0], sizeof line[0],
                 "pens %zu, pen changes %zu (document order %zu); lifts %zu (document order %zu)",
                 f.pens, f.penChanges, f.documentPenChanges, f.lifts, f.documentLifts);
   std::snprintf(line[1], sizeof line[1],
                 "pen down %.1f mm; pen up %.1f mm (document order %.1f mm, %.3f of it)", f.penDown,
-                f.travel, f.documentTravel,
-                f.documentTravel > 0 ? f.travel / f.documentTravel : 1.0);
+                f.travel, f.documentTravel, ratio);
   std::snprintf(line[2], sizeof line[2], "planning %.3f s; %zu bytes", f.seconds, bytes);
   std::snprintf(
       line[3], sizeof line[3], "estimated plot time %s%s", clock(seconds).c_str(),
