@@ -275,10 +275,18 @@ Figures Plan(std::vector<Path>* paths, const Options& options, Point from) {
       Order order(pen, options.chooseEntry);
       std::vector<Item> best = order.Greedy(from);
       const std::vector<Item> greedy = best;
-      order.Improve(&best, from, &work);
       const bool loops = options.chooseEntry && std::any_of(best.begin(), best.end(),
                                                             [](const Item& i) { return i.loop; });
-      if (loops) order.ChooseEntries(&best, from);
+      // Where loops are, a second round orders them by the entries the
+      // first round chose.
+      long long second = loops ? work * 3 / 10 : 0;
+      work -= second;
+      order.Improve(&best, from, &work);
+      if (loops) {
+        order.ChooseEntries(&best, from);
+        order.Improve(&best, from, &second);
+        order.ChooseEntries(&best, from);
+      }
       // Never worse than the greedy road or the drawing's own order.
       double cost = order.Cost(best, from);
       for (std::vector<Item> other : {greedy, order.AsGiven(document)}) {
