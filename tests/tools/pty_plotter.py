@@ -24,6 +24,7 @@ too) must end at 100%; with --flow none the same plotter must overflow,
 which shows that the first case was not passed by luck."""
 import math
 import os
+import re
 import select
 import signal
 import subprocess
@@ -145,9 +146,14 @@ def main():
     print(f"none: exit {code}, {len(received)} bytes, {lost} lost, {xoffs} XOFF sent")
     if lost == 0:
         failures.append("without flow control the plotter should have overflowed")
-    code, received, lost, xoffs, _ = plot(konib, drawing, "xonxoff", interrupt=True)
+    code, received, lost, xoffs, said = plot(konib, drawing, "xonxoff", interrupt=True)
     abort = b"PU;SP0;\r\n"
     print(f"Ctrl-C: exit {code}, {len(received)} bytes, ending {received[-12:]!r}")
+    # The spiral is one path: the plot stopped in it, part of its ink drawn.
+    stop = re.search(r"stopped in path 1 of 1, (\d+) of (\d+) mm drawn; --resume-from 1 plots the rest", said)
+    print(f"Ctrl-C: {stop.group(0) if stop else 'no stop report'}")
+    if not stop:
+        failures.append("Ctrl-C should say where the plot stopped")
     if code != 130 or not received.endswith(abort) or len(received) >= len(expected) + len(abort) \
             or not expected.startswith(received[:-len(abort)]):
         failures.append("Ctrl-C should stop the job, send the abort command and exit with 130")

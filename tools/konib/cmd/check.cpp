@@ -128,6 +128,26 @@ const Key kKeys[] = {
     {"Ctrl.DrawArc", false, Kind::kReals, ""},
 };
 
+// konib's own keys, which the library passes over, one small table per
+// concern. Planning: the plotter's pace, for the estimate of the plot time.
+const Key kPlanningKeys[] = {
+    {"Konib.PenDownSpeed", false, Kind::kReals, ""},
+    {"Konib.PenUpSpeed", false, Kind::kReals, ""},
+    {"Konib.PenLiftTime", false, Kind::kReals, ""},
+    {"Konib.PenLowerTime", false, Kind::kReals, ""},
+    {"Konib.PenChangeTime", false, Kind::kReals, ""},
+    {"Konib.Acceleration", false, Kind::kReals, ""},
+};
+
+struct KeyTable {
+  const Key* keys;
+  std::size_t size;
+};
+const KeyTable kTables[] = {
+    {kKeys, sizeof kKeys / sizeof kKeys[0]},
+    {kPlanningKeys, sizeof kPlanningKeys / sizeof kPlanningKeys[0]},
+};
+
 // Names a model may hold beside the keys: its command set and guide lines.
 bool IsOtherName(const std::string& name) {
   if (EqualNoCase(name, "Command")) return true;
@@ -137,14 +157,16 @@ bool IsOtherName(const std::string& name) {
 }
 
 const Key* FindKey(const std::string& name) {
-  for (const Key& k : kKeys) {
-    std::size_t n = std::strlen(k.name);
-    if (!k.prefix && EqualNoCase(name, k.name)) return &k;
-    if (k.prefix && name.size() > n && EqualNoCase(name.substr(0, n), k.name) &&
-        std::all_of(name.begin() + static_cast<std::ptrdiff_t>(n), name.end(),
-                    [](char c) { return std::isdigit(static_cast<unsigned char>(c)); }))
-      return &k;
-  }
+  for (const KeyTable& table : kTables)
+    for (const Key* key = table.keys; key != table.keys + table.size; ++key) {
+      const Key& k = *key;
+      std::size_t n = std::strlen(k.name);
+      if (!k.prefix && EqualNoCase(name, k.name)) return &k;
+      if (k.prefix && name.size() > n && EqualNoCase(name.substr(0, n), k.name) &&
+          std::all_of(name.begin() + static_cast<std::ptrdiff_t>(n), name.end(),
+                      [](char c) { return std::isdigit(static_cast<unsigned char>(c)); }))
+        return &k;
+    }
   return nullptr;
 }
 
@@ -494,10 +516,11 @@ std::size_t Distance(const std::string& a, const std::string& b) {
 std::string NearestKey(const std::string& name) {
   const char* best = kKeys[0].name;
   std::size_t bestDistance = SIZE_MAX;
-  for (const Key& k : kKeys) {
-    std::size_t d = Distance(name.substr(0, 64), k.name);
-    if (d < bestDistance) bestDistance = d, best = k.name;
-  }
+  for (const KeyTable& table : kTables)
+    for (const Key* k = table.keys; k != table.keys + table.size; ++k) {
+      std::size_t d = Distance(name.substr(0, 64), k->name);
+      if (d < bestDistance) bestDistance = d, best = k->name;
+    }
   return best;
 }
 

@@ -100,6 +100,31 @@ int main(int argc, char** argv) {
       ->check(CLI::PositiveNumber);
 
   // Planning: pens, joins, order, reports, stop and resume.
+  plotCommand
+      ->add_option_function<std::string>(
+          "--order",
+          [&](const std::string& order) { plot.plan.documentOrder = order == "document"; },
+          "planned: each pen once, in pen number order, on a short pen-up road; document: the "
+          "drawing's own order (default: planned)")
+      ->check(CLI::IsMember({"planned", "document"}));
+  plotCommand
+      ->add_option("--join-tolerance", plot.plan.joinTolerance,
+                   "Paths whose ends are this close (mm) are drawn as one")
+      ->check(CLI::NonNegativeNumber)
+      ->capture_default_str();
+  plotCommand
+      ->add_option("--plan-time", plot.plan.planTime,
+                   "Seconds to spend improving the order, counted as work so that the plan is "
+                   "the same on every run and machine")
+      ->check(CLI::Range(0.0, 3600.0))
+      ->capture_default_str();
+  plotCommand->add_option("--resume-from", plot.resumeFrom,
+                          "Plot the plan from this path on (a stopped plot says where)");
+  plotCommand->add_flag("--dry-run", plot.dryRun, "Plan and report the figures; send nothing");
+  plotCommand->add_flag("--stat", plot.stat, "Report the figures of the plan on stderr");
+  plotCommand->add_option("--preview", plot.preview,
+                          "Write the plan as an SVG picture: pens in their colours, the pen-up "
+                          "road in grey");
 
   // Fills: hatching.
 

@@ -2,14 +2,87 @@
 
 #include <KoNib.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <map>
+#include <set>
 
 #include "job/job.h"
 #include "model/model.h"
 #include "svg/svg.h"
 
 namespace konib::tool {
+namespace {
+
+// The plan, its reports, and the plot from the path to resume at; when a
+// plot stops, where it stood.
+int PlanAndSend(const PlotOptions& o, const ModelList& model, const job::Paper& paper,
+                const std::map<std::string, int>& pens, job::Work* work) {
+  std::string message;
+  // The conversation with the device: the model's, or the command line's.
+  Destination to = o.to;
+  if (!TakeConversation(model, o.flow, o.receiveBuffer, o.timeout, &to, &message)) {
+    std::fprintf(stderr, "konib: %s\n", message.c_str());
+    return kBadInput;
+  }
+  plan::Figures figures = plan::Plan(&work->paths, o.plan);
+  work->labelsWithPens = !o.plan.documentOrder;
+  const std::size_t total = work->paths.size();
+  if (o.resumeFrom < 1 || o.resumeFrom > std::max<std::size_t>(total, 1)) {
+    std::fprintf(stderr, "konib: --resume-from %zu: the plan has paths 1 to %zu\n", o.resumeFrom,
+                 total);
+    return kBadInput;
+  }
+  std::vector<plan::Path> done(
+      std::make_move_iterator(work->paths.begin()),
+      std::make_move_iterator(work->paths.begin() + static_cast<long>(o.resumeFrom - 1)));
+  work->paths.erase(work->paths.begin(), work->paths.begin() + static_cast<long>(o.resumeFrom - 1));
+  std::set<int> finished = plan::FinishedPens(done, done.size());
+  for (int pen : plan::FinishedPens(work->paths, 0)) finished.erase(pen);
+  work->labels.erase(
+      std::remove_if(work->labels.begin(), work->labels.end(),
+                     [&](const job::Label& l) { return finished.count(l.pen) != 0; }),
+      work->labels.end());
+  std::string bytes;
+  std::vector<std::size_t> starts;
+  if (!job::Emit(*work, model, paper, &bytes, &starts)) {
+    std::fprintf(stderr, "konib: the library could not make the job (out of memory)\n");
+    return kDeviceError;
+  }
+  bool link = o.dryRun || !to.port.empty();
+  if (o.stat || o.dryRun || !o.preview.empty()) {
+    plan::Machine machine = plan::MachineOf(model, &message);
+    if (!message.empty()) std::fprintf(stderr, "konib: %s\n", message.c_str());
+    double seconds = plan::Estimate(work->paths, machine, bytes.size(), link ? to.baud : 0);
+    std::vector<std::string> report =
+        plan::Report(figures, bytes.size(), seconds, link ? to.baud : 0);
+    if (o.stat || o.dryRun)
+      for (const std::string& line : report)
+        std::fprintf(o.dryRun ? stdout : stderr, "%s\n", line.c_str());
+    std::map<int, std::string> colours;
+    for (const auto& p : pens) colours.emplace(p.second, p.first);
+    if (!o.preview.empty() && !plan::WritePreview(o.preview, work->paths, colours, paper.width,
+                                                  paper.height, report, {0, 0}, &message)) {
+      std::fprintf(stderr, "konib: %s\n", message.c_str());
+      return kBadInput;
+    }
+  }
+  if (o.dryRun) return kOk;
+  std::size_t delivered = 0;
+  int result = Send(bytes, job::AbortBytes(model, paper), to, &delivered);
+  if (result == kInterrupted || result == kDeviceError) {
+    plan::Stop stop =
+        plan::WhereStopped(work->paths, starts, delivered, bytes.size(), o.resumeFrom);
+    double all = plan::PenDown(done) + plan::PenDown(work->paths);
+    std::fprintf(stderr,
+                 "konib: stopped in path %zu of %zu, %.0f of %.0f mm drawn; "
+                 "--resume-from %zu plots the rest\n",
+                 stop.path, total, plan::PenDown(done) + stop.drawn, all, stop.path);
+  }
+  return result;
+}
+
+}  // namespace
 
 int Plot(const PlotOptions& o) {
   std::string text, message;
@@ -64,23 +137,15 @@ int Plot(const PlotOptions& o) {
   job::Placement place = job::Place(drawing, paper, o.orientation, o.scale);
   std::string bytes;
   job::Work work = job::Lay(drawing, pens, place);
+  // The drawing is in the paths now; a large one need not be held twice.
+  std::string().swap(text);
+  drawing = svg::Drawing();
   // Fills become hatch paths.
 
   // Texts the device cannot letter become strokes.
 
   // The plan orders the paths.
-
-  if (!job::Emit(work, model, paper, &bytes)) {
-    std::fprintf(stderr, "konib: the library could not make the job (out of memory)\n");
-    return kDeviceError;
-  }
-  // The conversation with the device: the model's, or the command line's.
-  Destination to = o.to;
-  if (!TakeConversation(model, o.flow, o.receiveBuffer, o.timeout, &to, &message)) {
-    std::fprintf(stderr, "konib: %s\n", message.c_str());
-    return kBadInput;
-  }
-  return Send(bytes, job::AbortBytes(model, paper), to);
+  return PlanAndSend(o, model, paper, pens, &work);
 }
 
 }  // namespace konib::tool

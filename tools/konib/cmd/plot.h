@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "device/device.h"
+#include "plan/plan.h"
 
 namespace konib::tool {
 
@@ -24,6 +25,11 @@ struct PlotOptions {
   std::vector<int> layers;  // the layers to plot; empty: all
 
   // Planning.
+  plan::Options plan;
+  std::size_t resumeFrom = 1;  // the plan's path to start at, from 1
+  bool dryRun = false;         // plan and report, send nothing
+  bool stat = false;           // report the figures
+  std::string preview;         // an SVG picture of the plan
 
   // Fills.
 

@@ -45,13 +45,21 @@ int Collect(void* cookie, const char* data, uint32_t length) {
   return 1;
 }
 
+// Byte by byte, so that the bytes so far are known between two drawing
+// calls: the library's block output holds them until a page ends.
+int CollectByte(void* cookie, const char* byte) {
+  static_cast<std::string*>(cookie)->push_back(*byte);
+  return 1;
+}
+
 struct Handle {
   void* h;
   std::string bytes;
-  explicit Handle(const _NibWorld2& size) : h(NibGetHandle(&size)) {
+  explicit Handle(const _NibWorld2& size, bool byByte = false) : h(NibGetHandle(&size)) {
     _NibDeviceProc device{};
     device.cookie = &bytes;
     device.write = Collect;
+    if (byByte) device.put = CollectByte;
     NibSetDeviceProc(h, &device);
   }
   ~Handle() { NibFreeHandle(h); }
@@ -236,8 +244,9 @@ Work Lay(const svg::Drawing& drawing, const std::map<std::string, int>& pens,
   return work;
 }
 
-bool Emit(const Work& work, const ModelList& model, const Paper& paper, std::string* bytes) {
-  Handle handle({paper.width, paper.height});
+bool Emit(const Work& work, const ModelList& model, const Paper& paper, std::string* bytes,
+          std::vector<std::size_t>* starts) {
+  Handle handle({paper.width, paper.height}, starts != nullptr);
   NibSetPlotter2(handle.h, model.list);
   if (paper.index >= 0) {
     _NibInfo info{};
@@ -246,7 +255,19 @@ bool Emit(const Work& work, const ModelList& model, const Paper& paper, std::str
   }
   NibInitiate(handle.h);
   NibStartPage(handle.h);
-  for (const plan::Path& path : work.paths) {
+  std::vector<bool> drawn(work.labels.size(), false);
+  auto labels = [&](bool onePen, int pen) {
+    for (std::size_t i = 0; i < work.labels.size(); ++i) {
+      if (drawn[i] || (onePen && work.labels[i].pen != pen)) continue;
+      drawn[i] = true;
+      NibSetPen(handle.h, work.labels[i].pen);
+      DrawLabel(handle.h, work.labels[i]);
+    }
+  };
+  if (starts != nullptr) starts->clear();
+  for (std::size_t k = 0; k < work.paths.size(); ++k) {
+    const plan::Path& path = work.paths[k];
+    if (starts != nullptr) starts->push_back(handle.bytes.size());
     NibSetPen(handle.h, path.pen);
     for (std::size_t i = 1; i < path.points.size(); ++i) {
       const plan::Point& from = path.points[i - 1];
@@ -254,11 +275,11 @@ bool Emit(const Work& work, const ModelList& model, const Paper& paper, std::str
       _NibWorld4 line{{from.x, from.y}, {to.x - from.x, to.y - from.y}};
       NibDrawLine(handle.h, &line);
     }
+    // A planned job has one run of paths per pen: its labels follow it.
+    bool runEnds = k + 1 == work.paths.size() || work.paths[k + 1].pen != path.pen;
+    if (work.labelsWithPens && runEnds && !work.labels.empty()) labels(true, path.pen);
   }
-  for (const Label& label : work.labels) {
-    NibSetPen(handle.h, label.pen);
-    DrawLabel(handle.h, label);
-  }
+  labels(false, 0);
   NibEndPage(handle.h);
   if (!NibTerminate(handle.h)) return false;
   *bytes = std::move(handle.bytes);

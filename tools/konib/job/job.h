@@ -73,10 +73,12 @@ struct Label {
   std::string text;  // UTF-8, as in the drawing
 };
 
-// What the pen draws: paths, then labels.
+// What the pen draws: paths, then labels; in a planned job each pen's
+// labels right after its paths, so that the pen is taken up once.
 struct Work {
   std::vector<plan::Path> paths;
   std::vector<Label> labels;
+  bool labelsWithPens = false;
 };
 
 // The drawing on the paper: each shape's outline as paths (curves cut into
@@ -85,7 +87,10 @@ Work Lay(const svg::Drawing& drawing, const std::map<std::string, int>& pens,
          const Placement& place);
 
 // The whole job's bytes: the paths in the order given, then the labels.
-// False when the library could not make the job (out of memory).
-bool Emit(const Work& work, const ModelList& model, const Paper& paper, std::string* bytes);
+// `starts`, when given, receives the byte at which each path starts (its
+// pen, its move, its lines). False when the library could not make the job
+// (out of memory).
+bool Emit(const Work& work, const ModelList& model, const Paper& paper, std::string* bytes,
+          std::vector<std::size_t>* starts = nullptr);
 
 }  // namespace konib::job

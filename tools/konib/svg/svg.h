@@ -92,12 +92,14 @@ struct Drawing {
   std::vector<Error> warnings;  // what was skipped or mended, in document order
 };
 
+// Large enough for a drawing of a million lines, small enough that the
+// largest document still reads in well under a gigabyte.
 struct Limits {
-  std::size_t maxBytes = 16u << 20;    // whole document
-  std::size_t maxMarkup = 400000;      // '<' in the document, before parsing
-  std::size_t maxElements = 200000;    // elements visited
+  std::size_t maxBytes = 128u << 20;   // whole document
+  std::size_t maxMarkup = 2500000;     // '<' in the document, before parsing
+  std::size_t maxElements = 2000000;   // elements visited
   std::size_t maxPathData = 1u << 20;  // one `d` or `points` attribute
-  std::size_t maxSegments = 2000000;   // pieces of all shapes together
+  std::size_t maxSegments = 4000000;   // pieces of all shapes together
   std::size_t maxDepth = 256;          // nesting of elements, <use> and markers included
   std::size_t maxWarnings = 100;       // kept; one more tells how many were left out
 };
