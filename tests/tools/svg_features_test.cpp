@@ -246,6 +246,7 @@ TEST(SvgFeatures, RefusesWhatPassesTheLimits) {
   };
   Limits limits;
   limits.maxElements = 2000;
+  limits.maxBytes = 16u << 20;
   for (const Case& c : cases) {
     Drawing drawing;
     Error error;

@@ -379,6 +379,8 @@ bool CheckToolKey(const ModelValue& v, const std::string& section, Problems* pro
     if (!problem.empty()) problems->Report(v, section, problem);
     return true;
   }
+  // Keys with plain values (the plot's pace) stand in the key tables.
+  if (FindKey(v.name) != nullptr) return false;
   problems->Report(v, section, "no key of konib of that name");
   return true;
 }
