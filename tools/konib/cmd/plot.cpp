@@ -10,6 +10,29 @@
 #include "svg/svg.h"
 
 namespace konib::tool {
+namespace {
+
+// Fills: hatch strokes join the outlines, and the user hears what became
+// of the drawing's fills.
+bool Fills(const svg::Drawing& drawing, const std::map<std::string, int>& pens,
+           const job::Placement& place, const fill::Settings& fills, job::Work* work) {
+  std::size_t filled = 0;
+  for (const svg::Shape& s : drawing.shapes) filled += s.fill.empty() ? 0 : 1;
+  if (filled == 0) return true;
+  fill::Tally tally;
+  std::string message;
+  if (!fill::Hatch(drawing, pens, place, fills, &work->paths, &tally, &message)) {
+    std::fprintf(stderr, "konib: %s\n", message.c_str());
+    return false;
+  }
+  std::fprintf(stderr, "konib: %zu filled shape(s) %s", filled, fills.choice.c_str());
+  if (fills.Hatching())
+    std::fprintf(stderr, "; %zu area(s) in %zu stroke(s)", tally.areas, tally.strokes);
+  std::fprintf(stderr, "\n");
+  return true;
+}
+
+}  // namespace
 
 int Plot(const PlotOptions& o) {
   std::string text, message;
@@ -46,8 +69,11 @@ int Plot(const PlotOptions& o) {
   }
   job::Paper paper;
   std::map<std::string, int> pens;
-  if (!job::ChoosePaper(model, o.paper, &paper, &message) ||
-      !job::AssignPens(drawing, o.penMap, &pens, &message)) {
+  fill::Settings fills;
+  if (!fill::Decide(o.fill, model, &fills, &message) ||
+      !job::ChoosePaper(model, o.paper, &paper, &message) ||
+      !job::AssignPens(drawing, o.penMap, &pens, &message,
+                       [&](const svg::Shape& s) { return fills.Hatches(s); })) {
     std::fprintf(stderr, "konib: %s\n", message.c_str());
     return kBadInput;
   }
@@ -57,8 +83,9 @@ int Plot(const PlotOptions& o) {
   }
   job::Placement place = job::Place(drawing, paper, o.orientation, o.scale);
   std::string bytes;
-  job::Work work = job::Lay(drawing, pens, place);
+  job::Work work = job::Lay(drawing, pens, place, fills.OutlinesFills());
   // Fills become hatch paths.
+  if (!Fills(drawing, pens, place, fills, &work)) return kBadInput;
 
   // Texts the device cannot letter become strokes.
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "device/device.h"
+#include "fill/fill.h"
 
 namespace konib::tool {
 
@@ -24,6 +25,7 @@ struct PlotOptions {
   // Planning.
 
   // Fills.
+  fill::Request fill;
 
   // Lettering.
 

@@ -165,7 +165,8 @@ std::string ToDeviceText(const std::string& utf8) {
 }
 
 bool AssignPens(const svg::Drawing& drawing, const std::vector<std::string>& map,
-                std::map<std::string, int>* pens, std::string* message) {
+                std::map<std::string, int>* pens, std::string* message,
+                const std::function<bool(const svg::Shape&)>& hatched) {
   bool taken[17] = {};
   for (const std::string& item : map) {
     std::size_t equals = item.rfind('=');
@@ -181,7 +182,11 @@ bool AssignPens(const svg::Drawing& drawing, const std::vector<std::string>& map
     taken[pen] = true;
   }
   std::vector<std::pair<std::size_t, std::string>> seen;
-  for (const svg::Shape& s : drawing.shapes) seen.push_back({s.line, s.colour});
+  for (const svg::Shape& s : drawing.shapes) {
+    seen.push_back({s.line, s.colour});
+    // Fills: a hatched fill's colour comes right after the shape's own.
+    if (hatched && hatched(s)) seen.push_back({s.line, s.fill});
+  }
   for (const svg::Text& t : drawing.texts) seen.push_back({t.line, t.colour});
   std::stable_sort(seen.begin(), seen.end(),
                    [](const auto& a, const auto& b) { return a.first < b.first; });
@@ -205,9 +210,11 @@ bool AssignPens(const svg::Drawing& drawing, const std::vector<std::string>& map
 }
 
 Work Lay(const svg::Drawing& drawing, const std::map<std::string, int>& pens,
-         const Placement& place) {
+         const Placement& place, bool outlineFills) {
   Work work;
   for (const svg::Shape& shape : drawing.shapes) {
+    // Fills: an unstroked shape's outline is only the edge of its fill.
+    if (!outlineFills && shape.stroke.empty()) continue;
     int pen = pens.at(shape.colour);
     for (const svg::Subpath& subpath : shape.subpaths) {
       svg::Point start = place.Map(subpath.start);
@@ -221,8 +228,11 @@ Work Lay(const svg::Drawing& drawing, const std::map<std::string, int>& pens,
   }
   for (const svg::Text& text : drawing.texts) {
     svg::Point at = place.Map(text.position);
-    work.labels.push_back({pens.at(text.colour), {at.x, at.y}, text.size * place.scale,
-                           place.MapAngle(text.angle), text.text});
+    work.labels.push_back({pens.at(text.colour),
+                           {at.x, at.y},
+                           text.size * place.scale,
+                           place.MapAngle(text.angle),
+                           text.text});
   }
   return work;
 }
