@@ -3,6 +3,7 @@
 #include <KoNib.h>
 
 #include <cstdio>
+#include <iterator>
 #include <map>
 
 #include "job/job.h"
@@ -21,10 +22,15 @@ bool Fills(const svg::Drawing& drawing, const std::map<std::string, int>& pens,
   if (filled == 0) return true;
   fill::Tally tally;
   std::string message;
-  if (!fill::Hatch(drawing, pens, place, fills, &work->paths, &tally, &message)) {
+  std::vector<plan::Path> hatches;
+  if (!fill::Hatch(drawing, pens, place, fills, &hatches, &tally, &message)) {
     std::fprintf(stderr, "konib: %s\n", message.c_str());
     return false;
   }
+  // Hatching goes first, so that an outline drawn over it covers the
+  // ragged ends of its strokes.
+  work->paths.insert(work->paths.begin(), std::make_move_iterator(hatches.begin()),
+                     std::make_move_iterator(hatches.end()));
   std::fprintf(stderr, "konib: %zu filled shape(s) %s", filled, fills.choice.c_str());
   if (fills.Hatching())
     std::fprintf(stderr, "; %zu area(s) in %zu stroke(s)", tally.areas, tally.strokes);

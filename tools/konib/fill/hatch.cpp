@@ -9,8 +9,8 @@
 // Clipper cuts the lines (open paths) by the area. Two pieces on
 // neighbouring lines are joined at their left or right ends when the turn
 // between them stays inside the area; Clipper decides that too, cutting
-// every candidate turn by the area grown by kTurnSlack, so that a turn that
-// runs along the outline counts as inside.
+// every candidate turn by the area grown by a quarter pitch, so that a turn
+// that runs along the outline, or cuts across a bend of it, counts as inside.
 #include <clipper.hpp>
 #include <cmath>
 #include <cstdint>
@@ -29,9 +29,13 @@ using ClipperLib::Paths;
 
 constexpr double kScale = 1e4;
 constexpr double kPi = 3.14159265358979323846;
-// How far a turn may run outside the area, in units: 0.01 mm, well within
-// the half pen width that a stroke's ink reaches beyond its centre anyway.
-constexpr cInt kTurnSlack = 100;
+// How far a turn may run outside the area, as a share of the pitch. A
+// straight turn between two strokes that end on a curved outline cuts the
+// bend by the curve's sagitta, and the ink of a pen half its width either
+// side reaches past the outline anyway; a quarter pitch lets the zigzag go
+// on round the holes of lettering while the stray stays a fraction of a
+// stroke's own spread.
+constexpr double kTurnSlack = 0.25;
 // Coordinates beyond this (in units, 10 km) are no drawing of ours: such an
 // area is left out rather than handed to Clipper.
 constexpr double kFar = 1e11;
@@ -168,7 +172,7 @@ std::unordered_set<Turn, TurnHash> InsideTurns(const Paths& area, const Lines& l
   ClipperLib::ClipperOffset grow;
   grow.AddPaths(area, ClipperLib::jtMiter, ClipperLib::etClosedPolygon);
   Paths grown;
-  grow.Execute(grown, static_cast<double>(kTurnSlack));
+  grow.Execute(grown, kTurnSlack * static_cast<double>(lines.pitch));
   ClipperLib::Clipper clipper;
   clipper.AddPaths(turns, ClipperLib::ptSubject, false);
   clipper.AddPaths(grown, ClipperLib::ptClip, true);
