@@ -11,6 +11,7 @@
 // between them stays inside the area; Clipper decides that too, cutting
 // every candidate turn by the area grown by a quarter pitch, so that a turn
 // that runs along the outline, or cuts across a bend of it, counts as inside.
+#include <algorithm>
 #include <clipper.hpp>
 #include <cmath>
 #include <cstdint>
@@ -191,6 +192,19 @@ std::unordered_set<Turn, TurnHash> InsideTurns(const Paths& area, const Lines& l
   return inside;
 }
 
+// Whether a zigzag that ends at the right (or left) end of `piece` on line
+// k can turn onto a piece of line k + 1.
+bool TurnsOn(std::size_t k, const Piece& piece, const std::vector<std::vector<Piece>>& pieces,
+             cInt reach, const std::unordered_set<Turn, TurnHash>& inside, bool right) {
+  if (k + 1 >= pieces.size()) return false;
+  const std::vector<Piece>& next = pieces[k + 1];
+  auto from = std::lower_bound(next.begin(), next.end(), piece.x0 - reach,
+                               [](const Piece& p, cInt x) { return p.x1 < x; });
+  for (auto p = from; p != next.end() && p->x0 <= piece.x1 + reach; ++p)
+    if (inside.count({k, right ? piece.x1 : piece.x0, right ? p->x1 : p->x0}) != 0) return true;
+  return false;
+}
+
 // Joins the pieces into zigzags, line by line: a piece continues the zigzag
 // of a neighbour on the line before when the turn from that zigzag's end to
 // the same end of this piece stays inside; else it starts a zigzag of its own.
@@ -219,8 +233,13 @@ std::vector<Path> Zigzags(const Lines& lines, const std::vector<std::vector<Piec
       });
     for (std::size_t t = 0; t < line.size(); ++t) {
       if (placed[t]) continue;
-      now[t] = {strokes.size(), true, false};
-      strokes.push_back({{line[t].x0, y}, {line[t].x1, y}});
+      // A new zigzag runs towards the end from which it can turn onto the
+      // next line.
+      bool right = TurnsOn(k, line[t], pieces, reach, inside, true) ||
+                   !TurnsOn(k, line[t], pieces, reach, inside, false);
+      now[t] = {strokes.size(), right, false};
+      strokes.push_back(right ? Path{{line[t].x0, y}, {line[t].x1, y}}
+                              : Path{{line[t].x1, y}, {line[t].x0, y}});
     }
     std::swap(before, now);
   }
