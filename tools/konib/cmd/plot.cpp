@@ -17,9 +17,6 @@ namespace {
 // of the drawing's fills.
 bool Fills(const svg::Drawing& drawing, const std::map<std::string, int>& pens,
            const job::Placement& place, const fill::Settings& fills, job::Work* work) {
-  std::size_t filled = 0;
-  for (const svg::Shape& s : drawing.shapes) filled += s.fill.empty() ? 0 : 1;
-  if (filled == 0) return true;
   fill::Tally tally;
   std::string message;
   std::vector<plan::Path> hatches;
@@ -31,10 +28,8 @@ bool Fills(const svg::Drawing& drawing, const std::map<std::string, int>& pens,
   // ragged ends of its strokes.
   work->paths.insert(work->paths.begin(), std::make_move_iterator(hatches.begin()),
                      std::make_move_iterator(hatches.end()));
-  std::fprintf(stderr, "konib: %zu filled shape(s) %s", filled, fills.choice.c_str());
-  if (fills.Hatching())
-    std::fprintf(stderr, "; %zu area(s) in %zu stroke(s)", tally.areas, tally.strokes);
-  std::fprintf(stderr, "\n");
+  std::string report = fill::Report(drawing, fills, tally);
+  if (!report.empty()) std::fprintf(stderr, "konib: %s\n", report.c_str());
   return true;
 }
 

@@ -101,4 +101,8 @@ bool Hatch(const svg::Drawing& drawing, const std::map<std::string, int>& pens,
            const job::Placement& place, const Settings& settings, std::vector<plan::Path>* paths,
            Tally* tally, std::string* message);
 
+// What became of the drawing's fills, in a sentence for the user; "" when
+// it fills nothing.
+std::string Report(const svg::Drawing& drawing, const Settings& settings, const Tally& tally);
+
 }  // namespace konib::fill

@@ -160,4 +160,18 @@ bool Hatch(const svg::Drawing& drawing, const std::map<std::string, int>& pens,
   return true;
 }
 
+std::string Report(const svg::Drawing& drawing, const Settings& settings, const Tally& tally) {
+  std::size_t filled = 0, hatched = 0;
+  for (const svg::Shape& s : drawing.shapes) {
+    filled += s.fill.empty() ? 0 : 1;
+    hatched += settings.Hatches(s) ? 1 : 0;
+  }
+  if (filled == 0) return "";
+  if (!settings.Hatching())
+    return "fills: " + std::to_string(filled) + " filled shape(s) " + settings.choice;
+  return "fills: " + std::to_string(hatched) + " of " + std::to_string(filled) +
+         " filled shape(s) " + settings.choice + "; " + std::to_string(tally.areas) +
+         " area(s) in " + std::to_string(tally.strokes) + " stroke(s)";
+}
+
 }  // namespace konib::fill

@@ -41,7 +41,7 @@ constexpr double kTurnSlack = 0.25;
 // area is left out rather than handed to Clipper.
 constexpr double kFar = 1e11;
 
-// A piece of a hatch line inside the area: x0 < x1 on line `line`.
+// A piece of a hatch line inside the area, from x0 to x1 (x0 < x1).
 struct Piece {
   cInt x0;
   cInt x1;
@@ -257,10 +257,10 @@ std::vector<Paths> Pieces(const ClipperLib::PolyTree& tree) {
     todo.pop_back();
     Paths area{outer->Contour};
     for (const ClipperLib::PolyNode* hole : outer->Childs) {
-      area.push_back(hole->Contour);
+      if (hole->Contour.size() >= 3) area.push_back(hole->Contour);
       todo.insert(todo.end(), hole->Childs.begin(), hole->Childs.end());
     }
-    areas.push_back(std::move(area));
+    if (outer->Contour.size() >= 3) areas.push_back(std::move(area));
   }
   return areas;
 }
