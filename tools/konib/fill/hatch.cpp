@@ -73,6 +73,14 @@ struct TurnHash {
   }
 };
 
+// The turns that stay inside an area: in a convex area, every turn between
+// neighbouring pieces does.
+struct Turns {
+  bool all = false;
+  std::unordered_set<Turn, TurnHash> inside;
+  bool Has(const Turn& turn) const { return all || inside.count(turn) != 0; }
+};
+
 // The turned, scaled frame of one hatch direction.
 struct Frame {
   double c;
@@ -156,8 +164,8 @@ void Neighbours(const std::vector<Piece>& above, const std::vector<Piece>& below
 // The turns that stay inside the area: every candidate turn at the left and
 // the right ends of neighbouring pieces, cut by the area grown by the slack;
 // a turn that comes out whole never left it.
-std::unordered_set<Turn, TurnHash> InsideTurns(const Paths& area, const Lines& lines,
-                                               const std::vector<std::vector<Piece>>& pieces) {
+Turns InsideTurns(const Paths& area, const Lines& lines,
+                  const std::vector<std::vector<Piece>>& pieces) {
   Paths turns;
   cInt reach = 2 * lines.pitch;
   for (std::size_t k = 0; k + 1 < pieces.size(); ++k) {
@@ -168,7 +176,7 @@ std::unordered_set<Turn, TurnHash> InsideTurns(const Paths& area, const Lines& l
       turns.push_back({{a.x1, y}, {b.x1, y + lines.pitch}});
     });
   }
-  std::unordered_set<Turn, TurnHash> inside;
+  Turns inside;
   if (turns.empty()) return inside;
   ClipperLib::ClipperOffset grow;
   grow.AddPaths(area, ClipperLib::jtMiter, ClipperLib::etClosedPolygon);
@@ -187,7 +195,7 @@ std::unordered_set<Turn, TurnHash> InsideTurns(const Paths& area, const Lines& l
     if (a.Y > b.Y) std::swap(a, b);
     cInt offset = a.Y - lines.first;
     if (b.Y - a.Y != lines.pitch || offset < 0 || offset % lines.pitch != 0) continue;
-    inside.insert({static_cast<std::size_t>(offset / lines.pitch), a.X, b.X});
+    inside.inside.insert({static_cast<std::size_t>(offset / lines.pitch), a.X, b.X});
   }
   return inside;
 }
@@ -195,13 +203,13 @@ std::unordered_set<Turn, TurnHash> InsideTurns(const Paths& area, const Lines& l
 // Whether a zigzag that ends at the right (or left) end of `piece` on line
 // k can turn onto a piece of line k + 1.
 bool TurnsOn(std::size_t k, const Piece& piece, const std::vector<std::vector<Piece>>& pieces,
-             cInt reach, const std::unordered_set<Turn, TurnHash>& inside, bool right) {
+             cInt reach, const Turns& inside, bool right) {
   if (k + 1 >= pieces.size()) return false;
   const std::vector<Piece>& next = pieces[k + 1];
   auto from = std::lower_bound(next.begin(), next.end(), piece.x0 - reach,
                                [](const Piece& p, cInt x) { return p.x1 < x; });
   for (auto p = from; p != next.end() && p->x0 <= piece.x1 + reach; ++p)
-    if (inside.count({k, right ? piece.x1 : piece.x0, right ? p->x1 : p->x0}) != 0) return true;
+    if (inside.Has({k, right ? piece.x1 : piece.x0, right ? p->x1 : p->x0})) return true;
   return false;
 }
 
@@ -209,7 +217,7 @@ bool TurnsOn(std::size_t k, const Piece& piece, const std::vector<std::vector<Pi
 // of a neighbour on the line before when the turn from that zigzag's end to
 // the same end of this piece stays inside; else it starts a zigzag of its own.
 std::vector<Path> Zigzags(const Lines& lines, const std::vector<std::vector<Piece>>& pieces,
-                          const std::unordered_set<Turn, TurnHash>& inside) {
+                          const Turns& inside) {
   std::vector<Path> strokes;
   std::vector<End> before, now;
   cInt reach = 2 * lines.pitch;
@@ -224,7 +232,7 @@ std::vector<Path> Zigzags(const Lines& lines, const std::vector<std::vector<Piec
         if (placed[t] || from.continued) return;
         const Piece &a = pieces[k - 1][s], &b = line[t];
         Turn turn{k - 1, from.right ? a.x1 : a.x0, from.right ? b.x1 : b.x0};
-        if (inside.count(turn) == 0) return;
+        if (!inside.Has(turn)) return;
         Path& stroke = strokes[from.stroke];
         stroke.push_back({turn.to, y});
         stroke.push_back({from.right ? b.x0 : b.x1, y});
@@ -244,6 +252,21 @@ std::vector<Path> Zigzags(const Lines& lines, const std::vector<std::vector<Piec
     std::swap(before, now);
   }
   return strokes;
+}
+
+// Whether the area is one convex ring: every corner turns the same way.
+bool Convex(const Paths& area) {
+  if (area.size() != 1) return false;
+  const Path& ring = area[0];
+  bool left = false, right = false;
+  for (std::size_t i = 0; i < ring.size(); ++i) {
+    const IntPoint &a = ring[i], &b = ring[(i + 1) % ring.size()], &c = ring[(i + 2) % ring.size()];
+    double cross = static_cast<double>(b.X - a.X) * static_cast<double>(c.Y - b.Y) -
+                   static_cast<double>(b.Y - a.Y) * static_cast<double>(c.X - b.X);
+    left = left || cross > 0;
+    right = right || cross < 0;
+  }
+  return !(left && right);
 }
 
 // The connected pieces of the area, each an outer ring with its holes.
@@ -299,7 +322,8 @@ bool HatchRings(const std::vector<Ring>& rings, bool evenOdd, int pen, double pi
   }
   for (std::size_t i = 0; i < areas.size(); ++i) {
     std::vector<std::vector<Piece>> pieces = CutLines(areas[i], lines[i]);
-    std::vector<Path> strokes = Zigzags(lines[i], pieces, InsideTurns(areas[i], lines[i], pieces));
+    Turns turns = Convex(areas[i]) ? Turns{true, {}} : InsideTurns(areas[i], lines[i], pieces);
+    std::vector<Path> strokes = Zigzags(lines[i], pieces, turns);
     if (strokes.empty()) continue;
     ++tally->areas;
     tally->strokes += strokes.size();
