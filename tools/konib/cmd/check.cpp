@@ -344,9 +344,7 @@ void CheckCurves(const ModelSection& machine, const ModelSection* commands, Prob
 // pens in mm, which sets the hatch pitch. True when the value is that key.
 bool CheckPenWidth(const ModelValue& v, const std::string& section, Problems* problems) {
   if (!EqualNoCase(v.name, fill::kPenWidthKey)) return false;
-  char* end = nullptr;
-  double width = std::strtod(v.value.c_str(), &end);
-  if (end == v.value.c_str() || *end != '\0' || !(width >= 0.01 && width <= 100))
+  if (fill::PenWidth(v.value.c_str()) == 0)
     problems->Report(v, section,
                      "\"" + v.value + "\" is no pen width: give millimetres from 0.01 to 100");
   return true;

@@ -65,6 +65,10 @@ struct Settings {
   bool OutlinesFills() const { return mode == Mode::kOutline || outline; }
 };
 
+// A pen width as a model value gives it, in mm: a number from 0.01 to 100
+// and nothing else; 0 for any other text.
+double PenWidth(const char* text);
+
 // The model's Konib.PenWidth in mm, or 0 when it gives none that parses.
 double ModelPenWidth(const tool::ModelList& model);
 

@@ -55,12 +55,15 @@ bool Settings::Hatches(const svg::Shape& shape) const {
   return Hatching() && !shape.fill.empty() && shape.fill != paper;
 }
 
-double ModelPenWidth(const tool::ModelList& model) {
-  const char* text = model.Value(kPenWidthKey);
-  if (text == nullptr) return 0;
+double PenWidth(const char* text) {
   char* end = nullptr;
   double width = std::strtod(text, &end);
-  return end != text && (*end == '\0' || *end == ',') && InRange(width) ? width : 0;
+  return end != text && *end == '\0' && InRange(width) ? width : 0;
+}
+
+double ModelPenWidth(const tool::ModelList& model) {
+  const char* text = model.Value(kPenWidthKey);
+  return text != nullptr ? PenWidth(text) : 0;
 }
 
 bool Decide(const Request& request, const tool::ModelList& model, Settings* settings,

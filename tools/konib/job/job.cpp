@@ -228,11 +228,8 @@ Work Lay(const svg::Drawing& drawing, const std::map<std::string, int>& pens,
   }
   for (const svg::Text& text : drawing.texts) {
     svg::Point at = place.Map(text.position);
-    work.labels.push_back({pens.at(text.colour),
-                           {at.x, at.y},
-                           text.size * place.scale,
-                           place.MapAngle(text.angle),
-                           text.text});
+    work.labels.push_back({pens.at(text.colour), {at.x, at.y}, text.size * place.scale,
+                           place.MapAngle(text.angle), text.text});
   }
   return work;
 }
