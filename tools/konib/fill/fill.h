@@ -98,12 +98,17 @@ struct Tally {
 bool HatchRings(const std::vector<Ring>& rings, bool evenOdd, int pen, double pitch, double angle,
                 std::vector<plan::Path>* paths, Tally* tally, std::size_t maxLines = 20000000);
 
+// Hatch lines of a whole job: far beyond any sheet's worth (an A0 sheet
+// hatched twice at 0.2 mm is 12,000), and a bound on memory and time.
+constexpr std::size_t kMaxLines = 5000000;
+
 // Hatch strokes for every hatched fill of the drawing, in document order,
 // each in the pen of its fill colour (else of the shape's colour). False
-// with a message when the drawing would need unreasonably many strokes.
+// with a message, and nothing appended, when the drawing would need more
+// than `maxLines` hatch lines.
 bool Hatch(const svg::Drawing& drawing, const std::map<std::string, int>& pens,
            const job::Placement& place, const Settings& settings, std::vector<plan::Path>* paths,
-           Tally* tally, std::string* message);
+           Tally* tally, std::string* message, std::size_t maxLines = kMaxLines);
 
 // What became of the drawing's fills, in a sentence for the user; "" when
 // it fills nothing.

@@ -18,10 +18,6 @@ constexpr double kTolerance = 0.05;
 constexpr double kFinest = 0.01;
 constexpr double kCoarsest = 100;
 
-// Hatch lines of a whole job: far beyond any sheet's worth (an A0 sheet
-// hatched twice at 0.2 mm is 12,000), and a bound on memory and time.
-constexpr std::size_t kMaxLines = 5000000;
-
 const struct {
   const char* name;
   Mode mode;
@@ -138,7 +134,7 @@ bool Decide(const Request& request, const tool::ModelList& model, Settings* sett
 
 bool Hatch(const svg::Drawing& drawing, const std::map<std::string, int>& pens,
            const job::Placement& place, const Settings& settings, std::vector<plan::Path>* paths,
-           Tally* tally, std::string* message) {
+           Tally* tally, std::string* message, std::size_t maxLines) {
   if (!settings.Hatching()) return true;
   std::size_t before = paths->size();
   for (const svg::Shape& shape : drawing.shapes) {
@@ -149,11 +145,11 @@ bool Hatch(const svg::Drawing& drawing, const std::map<std::string, int>& pens,
     std::vector<Ring> rings = Rings(shape, place);
     const int passes = settings.mode == Mode::kCross ? 2 : 1;
     for (int pass = 0; pass < passes; ++pass) {
-      std::size_t left = kMaxLines > tally->lines ? kMaxLines - tally->lines : 0;
+      std::size_t left = maxLines > tally->lines ? maxLines - tally->lines : 0;
       if (!HatchRings(rings, shape.evenOdd, pen->second, settings.pitch,
                       settings.angle + 90.0 * pass, paths, tally, left)) {
         paths->resize(before);
-        *message = "the fills would take more than " + std::to_string(kMaxLines) +
+        *message = "the fills would take more than " + std::to_string(maxLines) +
                    " hatch lines (the shape at line " + std::to_string(shape.line) +
                    "); give a coarser --hatch-pitch";
         return false;
