@@ -274,14 +274,14 @@ bool Convex(const Paths& area) {
 // stack of our own, as nesting can be as deep as the drawing has rings.
 std::vector<Paths> Pieces(const ClipperLib::PolyTree& tree) {
   std::vector<Paths> areas;
-  std::vector<const ClipperLib::PolyNode*> todo(tree.Childs.begin(), tree.Childs.end());
-  while (!todo.empty()) {
-    const ClipperLib::PolyNode* outer = todo.back();
-    todo.pop_back();
+  std::vector<const ClipperLib::PolyNode*> waiting(tree.Childs.begin(), tree.Childs.end());
+  while (!waiting.empty()) {
+    const ClipperLib::PolyNode* outer = waiting.back();
+    waiting.pop_back();
     Paths area{outer->Contour};
     for (const ClipperLib::PolyNode* hole : outer->Childs) {
       if (hole->Contour.size() >= 3) area.push_back(hole->Contour);
-      todo.insert(todo.end(), hole->Childs.begin(), hole->Childs.end());
+      waiting.insert(waiting.end(), hole->Childs.begin(), hole->Childs.end());
     }
     if (outer->Contour.size() >= 3) areas.push_back(std::move(area));
   }
