@@ -35,6 +35,10 @@ CURVES = [
       "is sent for it (Ctrl.DrawArc=0 draws chords)"]),
     ("[Lines]\r\nCtrl.DrawArc=0\r\nCommand.Line=L\r\n", []),
     ("[Digitizer]\r\nDigitize.Position=DP;\r\n", []),
+    # Fills: konib's own pen width is no unknown key, but must be a width.
+    ("[Pens]\r\nCtrl.DrawArc=0\r\nKonib.PenWidth=0.35\r\n", []),
+    ("[Pens]\r\nCtrl.DrawArc=0\r\nkonib.penwidth=0.3mm\r\n",
+     [':3: [Pens] konib.penwidth: "0.3mm" is no pen width: give millimetres from 0.01 to 100']),
 ]
 
 

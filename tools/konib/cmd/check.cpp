@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "device/device.h"
+#include "fill/fill.h"
 #include "model/model.h"
 
 namespace konib::tool {
@@ -385,6 +386,16 @@ bool CheckToolKey(const ModelValue& v, const std::string& section, Problems* pro
   return true;
 }
 
+// Fills: konib's own key beside the library's, the width of the model's
+// pens in mm, which sets the hatch pitch. True when the value is that key.
+bool CheckPenWidth(const ModelValue& v, const std::string& section, Problems* problems) {
+  if (!EqualNoCase(v.name, fill::kPenWidthKey)) return false;
+  if (fill::PenWidth(v.value.c_str()) == 0)
+    problems->Report(v, section,
+                     "\"" + v.value + "\" is no pen width: give millimetres from 0.01 to 100");
+  return true;
+}
+
 // Every value of a model: its machine section and its command set.
 void CheckModel(const ModelFile& file, const ModelSection& machine, Problems* problems) {
   std::vector<std::pair<const ModelSection*, const ModelValue*>> values;
@@ -412,6 +423,7 @@ void CheckModel(const ModelFile& file, const ModelSection& machine, Problems* pr
   for (const auto& item : values) {
     const ModelSection* section = item.first;
     const ModelValue& v = *item.second;
+    if (CheckPenWidth(v, section->name, problems)) continue;
     if (CheckToolKey(v, section->name, problems)) continue;
     const Key* key = FindKey(v.name);
     if (key == nullptr) {

@@ -127,6 +127,23 @@ int main(int argc, char** argv) {
                           "road in grey");
 
   // Fills: hatching.
+  plotCommand
+      ->add_option("--fill", plot.fill.mode,
+                   "What becomes of filled shapes: hatch, cross (hatched twice at right angles), "
+                   "outline, none (default: hatch when the pen width is known, else outline)")
+      ->check(CLI::IsMember({"hatch", "cross", "outline", "none"}));
+  plotCommand->add_flag("--fill-outline", plot.fill.outline,
+                        "Draw the outline of a filled shape that has no stroke too");
+  plotCommand->add_option("--hatch-pitch", plot.fill.pitch,
+                          "Millimetres between hatch strokes (default: 0.9 of the pen width)");
+  plotCommand->add_option("--hatch-angle", plot.fill.angle, "Degrees of the hatch strokes")
+      ->capture_default_str();
+  plotCommand->add_option("--pen-width", plot.fill.penWidth,
+                          "The pen's width in mm (default: the model's Konib.PenWidth)");
+  plotCommand
+      ->add_option("--paper-colour", plot.fill.paper,
+                   "The paper's colour: fills of this colour are not hatched")
+      ->capture_default_str();
 
   // Lettering: text as device codes or strokes.
 

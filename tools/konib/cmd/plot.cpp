@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 #include <map>
 #include <set>
 
@@ -82,6 +83,26 @@ int PlanAndSend(const PlotOptions& o, const ModelList& model, const job::Paper& 
   return result;
 }
 
+// Fills: hatch strokes join the outlines, and the user hears what became
+// of the drawing's fills.
+bool Fills(const svg::Drawing& drawing, const std::map<std::string, int>& pens,
+           const job::Placement& place, const fill::Settings& fills, job::Work* work) {
+  fill::Tally tally;
+  std::string message;
+  std::vector<plan::Path> hatches;
+  if (!fill::Hatch(drawing, pens, place, fills, &hatches, &tally, &message)) {
+    std::fprintf(stderr, "konib: %s\n", message.c_str());
+    return false;
+  }
+  // Hatching goes first, so that an outline drawn over it covers the
+  // ragged ends of its strokes.
+  work->paths.insert(work->paths.begin(), std::make_move_iterator(hatches.begin()),
+                     std::make_move_iterator(hatches.end()));
+  std::string report = fill::Report(drawing, fills, tally);
+  if (!report.empty()) std::fprintf(stderr, "konib: %s\n", report.c_str());
+  return true;
+}
+
 }  // namespace
 
 int Plot(const PlotOptions& o) {
@@ -125,8 +146,11 @@ int Plot(const PlotOptions& o) {
   }
   job::Paper paper;
   std::map<std::string, int> pens;
-  if (!job::ChoosePaper(model, o.paper, &paper, &message) ||
-      !job::AssignPens(drawing, o.penMap, &pens, &message)) {
+  fill::Settings fills;
+  if (!fill::Decide(o.fill, model, &fills, &message) ||
+      !job::ChoosePaper(model, o.paper, &paper, &message) ||
+      !job::AssignPens(drawing, o.penMap, &pens, &message,
+                       [&](const svg::Shape& s) { return fills.Hatches(s); })) {
     std::fprintf(stderr, "konib: %s\n", message.c_str());
     return kBadInput;
   }
@@ -136,14 +160,15 @@ int Plot(const PlotOptions& o) {
   }
   job::Placement place = job::Place(drawing, paper, o.orientation, o.scale);
   std::string bytes;
-  job::Work work = job::Lay(drawing, pens, place);
-  // The drawing is in the paths now; a large one need not be held twice.
-  std::string().swap(text);
-  drawing = svg::Drawing();
+  job::Work work = job::Lay(drawing, pens, place, fills.OutlinesFills());
   // Fills become hatch paths.
+  if (!Fills(drawing, pens, place, fills, &work)) return kBadInput;
 
   // Texts the device cannot letter become strokes.
 
+  // The drawing is in the paths now; a large one need not be held twice.
+  std::string().swap(text);
+  drawing = svg::Drawing();
   // The plan orders the paths.
   return PlanAndSend(o, model, paper, pens, &work);
 }

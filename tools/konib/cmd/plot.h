@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "device/device.h"
+#include "fill/fill.h"
 #include "plan/plan.h"
 
 namespace konib::tool {
@@ -32,6 +33,7 @@ struct PlotOptions {
   std::string preview;         // an SVG picture of the plan
 
   // Fills.
+  fill::Request fill;
 
   // Lettering.
 

@@ -173,7 +173,8 @@ std::string ToDeviceText(const std::string& utf8) {
 }
 
 bool AssignPens(const svg::Drawing& drawing, const std::vector<std::string>& map,
-                std::map<std::string, int>* pens, std::string* message) {
+                std::map<std::string, int>* pens, std::string* message,
+                const std::function<bool(const svg::Shape&)>& hatched) {
   bool taken[17] = {};
   for (const std::string& item : map) {
     std::size_t equals = item.rfind('=');
@@ -195,8 +196,11 @@ bool AssignPens(const svg::Drawing& drawing, const std::vector<std::string>& map
   for (const svg::Text& t : drawing.texts)
     if (t.pen >= 1 && t.pen <= 16) taken[t.pen] = true;
   std::vector<std::pair<std::size_t, std::string>> seen;
-  for (const svg::Shape& s : drawing.shapes)
+  for (const svg::Shape& s : drawing.shapes) {
     if (s.pen == 0) seen.push_back({s.line, s.colour});
+    // Fills: a hatched fill's colour comes right after the shape's own.
+    if (hatched && hatched(s)) seen.push_back({s.line, s.fill});
+  }
   for (const svg::Text& t : drawing.texts)
     if (t.pen == 0) seen.push_back({t.line, t.colour});
   std::stable_sort(seen.begin(), seen.end(),
@@ -221,9 +225,11 @@ bool AssignPens(const svg::Drawing& drawing, const std::vector<std::string>& map
 }
 
 Work Lay(const svg::Drawing& drawing, const std::map<std::string, int>& pens,
-         const Placement& place) {
+         const Placement& place, bool outlineFills) {
   Work work;
   for (const svg::Shape& shape : drawing.shapes) {
+    // Fills: an unstroked shape's outline is only the edge of its fill.
+    if (!outlineFills && shape.stroke.empty()) continue;
     int pen = shape.pen > 0 ? shape.pen : pens.at(shape.colour);  // a layer's pen first
     for (const svg::Subpath& subpath : shape.subpaths) {
       svg::Point start = place.Map(subpath.start);

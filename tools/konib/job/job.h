@@ -3,6 +3,7 @@
 // drawing's plain data, nothing of files, ports or the command line.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -53,8 +54,12 @@ Placement Place(const svg::Drawing& drawing, const Paper& paper, const std::stri
 // Shapes and texts that already have a pen (by layer) take no colour's pen,
 // and their pens are not handed to colours while others are free.
 // False with a message for a bad map entry.
+//
+// Fills: a shape for which `hatched` is true draws its fill in a pen of the
+// fill's colour too, so that colour takes a pen right after the shape's own.
 bool AssignPens(const svg::Drawing& drawing, const std::vector<std::string>& map,
-                std::map<std::string, int>* pens, std::string* message);
+                std::map<std::string, int>* pens, std::string* message,
+                const std::function<bool(const svg::Shape&)>& hatched = nullptr);
 
 // Text for the device, which takes CP932: ASCII as it stands (control
 // characters as blanks), every other character as '?'.
@@ -83,8 +88,11 @@ struct Work {
 
 // The drawing on the paper: each shape's outline as paths (curves cut into
 // chords), each text as a label, in document order.
+//
+// Fills: when `outlineFills` is false, a shape without a stroke draws no
+// outline, for its fill is hatched or left out.
 Work Lay(const svg::Drawing& drawing, const std::map<std::string, int>& pens,
-         const Placement& place);
+         const Placement& place, bool outlineFills = true);
 
 // The whole job's bytes: the paths in the order given, then the labels.
 // `starts`, when given, receives the byte at which each path starts (its
