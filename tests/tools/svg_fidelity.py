@@ -2,7 +2,8 @@
 """The SVG reader against a renderer nobody here wrote: each drawing of a
 folder is rendered by rsvg-convert, and plotted through the SVG virtual
 plotter at true size on a paper of its own page size, then rendered alike.
-A plotter draws outlines, so the reference is the outline of rsvg's ink:
+Fills are plotted as outlines here (--fill outline; hatching has a measure
+of its own), so the reference is the outline of rsvg's ink:
 its ink pixels next to a pixel without ink. Recall is the share of that
 outline within TOLERANCE user units of the plot's ink, precision the share
 of the plot's ink within TOLERANCE of the outline; both must reach 0.9.
@@ -115,7 +116,7 @@ def main():
             run(rsvg, *size, "-b", "white", case, "-o", base + ".png")
             _, _, reference = read_png(base + ".png")
             mm = lambda px: px / zoom * 25.4 / 96
-            run(konib, "plot", case, "--model", "svg", "--scale", "1",
+            run(konib, "plot", case, "--model", "svg", "--scale", "1", "--fill", "outline",
                 "--paper", f"{mm(width):.4f}x{mm(height):.4f}", "-o", base + ".plotted.svg")
             run(rsvg, "-w", str(width), "-h", str(height), "-b", "white",
                 base + ".plotted.svg", "-o", base + ".plotted.png")
