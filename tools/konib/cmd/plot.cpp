@@ -6,6 +6,7 @@
 #include <map>
 
 #include "job/job.h"
+#include "lettering/lettering.h"
 #include "model/model.h"
 #include "svg/svg.h"
 
@@ -57,10 +58,16 @@ int Plot(const PlotOptions& o) {
   }
   job::Placement place = job::Place(drawing, paper, o.orientation, o.scale);
   std::string bytes;
-  job::Work work = job::Lay(drawing, pens, place);
+  lettering::Lettering letters;
+  if (!letters.Prepare({o.text, o.font}, model, &message)) {
+    std::fprintf(stderr, "konib: %s\n", message.c_str());
+    return kBadInput;
+  }
+  job::Work work = job::Lay(drawing, pens, place, letters.Measure());
   // Fills become hatch paths.
 
   // Texts the device cannot letter become strokes.
+  letters.Letter(&work);
 
   // The plan orders the paths.
 

@@ -26,6 +26,8 @@ struct PlotOptions {
   // Fills.
 
   // Lettering.
+  std::string text = "auto";     // auto, device, strokes
+  std::string font = "futural";  // the Hershey font of stroke letters
 
   // Devices.
 };
