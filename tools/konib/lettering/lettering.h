@@ -9,6 +9,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdio>
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -56,9 +58,9 @@ std::string ToCp932(const std::string& utf8, const std::string& replacement,
 // false when the bytes are no CP932.
 bool FromCp932(const std::string& cp932, std::string* utf8);
 
-// A Hershey stroke font: glyphs for the printable ASCII characters. The
-// Japanese set shipped with the fonts carries no character numbers, so kana
-// and kanji cannot be told apart reliably and count as missing.
+// A Hershey stroke font: glyphs for the printable ASCII characters from the
+// font chosen, and from the Japanese set the kana (without the small ones),
+// 。、ー and the 24 kanji it holds.
 class StrokeFont {
  public:
   // Loads `name` (futural, rowmans, timesr, ...) from the system's Hershey
@@ -77,7 +79,10 @@ class StrokeFont {
 
  private:
   explicit StrokeFont(void* font) : font_(font) {}
+  const void* Glyph(char32_t c, double* unitsPerEm) const;
   void* font_;
+  void* japanese_ = nullptr;
+  std::map<char32_t, unsigned char> japaneseGlyphs_;
 };
 
 // How a job's texts are lettered: `auto` by the device where its templates

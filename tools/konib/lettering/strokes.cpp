@@ -24,6 +24,27 @@ constexpr double kBoldOffset = 0.04;  // em
 
 hershey_font* Font(void* font) { return static_cast<hershey_font*>(font); }
 
+// The Japanese set of the Hershey fonts carries no character numbers: its
+// glyphs stand in the file in the order below, which was read off the
+// glyphs themselves, one by one. '_' marks a place that holds no character
+// of its own (a copy of another kana in the gaps of the ya and wa rows, or
+// a bare dot); they are left out.
+constexpr unsigned kJapaneseFirst = 32;
+const char32_t kJapaneseOrder[] =
+    U"\u3002\u3001\u30FC"  // 。、ー
+    U"日円年大国人東中本京出時上者十一二三四五六七入九"
+    U"______"
+    U"あいうえおかきくけこさしすせそたちつてとなにぬねのはひふへほまみむめもや_ゆ_よ"
+    U"らりるれろわゐ_ゑをん____"
+    U"がぎぐげござじずぜぞだぢづでどばびぶべぼぱぴぷぺぽ"
+    U"アイウエオカキクケコサシスセソタチツテトナニヌネノハヒフヘホマミムメモヤ_ユ_ヨ"
+    U"ラリルレロワヰ_ヱヲン____"
+    U"ガギグゲゴザジズゼゾダヂヅデドバビブベボパピプペポ";
+
+// Japanese glyphs are 27 units wide: one em, as a browser's full-width
+// letters, whose boxes they then match within 0.02 em.
+constexpr double kJapaneseUnitsPerEm = 27;
+
 bool IsBlank(char32_t c) { return c == ' ' || c < 0x20 || (c >= 0x7F && c < 0xA0); }
 
 // The characters drawn for one of the text: itself, or the replacement.
@@ -56,30 +77,55 @@ std::unique_ptr<StrokeFont> StrokeFont::Load(const std::string& name, std::strin
                "/usr/share/hershey-fonts, or a .jhf file)";
     return nullptr;
   }
-  return std::unique_ptr<StrokeFont>(new StrokeFont(font));
+  std::unique_ptr<StrokeFont> loaded(new StrokeFont(font));
+  // Kana and kanji come from the Japanese set, where it is installed.
+  if (hershey_font* japanese = hershey_font_load("japanese")) {
+    loaded->japanese_ = japanese;
+    for (unsigned i = 0; i + 1 < sizeof kJapaneseOrder / sizeof kJapaneseOrder[0]; ++i)
+      if (kJapaneseOrder[i] != U'_' &&
+          hershey_font_glyph(japanese, static_cast<unsigned char>(kJapaneseFirst + i))->npaths > 0)
+        loaded->japaneseGlyphs_[kJapaneseOrder[i]] = static_cast<unsigned char>(kJapaneseFirst + i);
+  }
+  return loaded;
 }
 
-StrokeFont::~StrokeFont() { hershey_font_free(Font(font_)); }
+StrokeFont::~StrokeFont() {
+  hershey_font_free(Font(font_));
+  if (japanese_ != nullptr) hershey_font_free(Font(japanese_));
+}
+
+const void* StrokeFont::Glyph(char32_t c, double* unitsPerEm) const {
+  if (c >= 0x20 && c <= 0x7E) {
+    const hershey_glyph* g = hershey_font_glyph(Font(font_), static_cast<unsigned char>(c));
+    *unitsPerEm = kUnitsPerEm;
+    return g->width > 0 ? g : nullptr;
+  }
+  auto found = japaneseGlyphs_.find(c);
+  if (found == japaneseGlyphs_.end()) return nullptr;
+  *unitsPerEm = kJapaneseUnitsPerEm;
+  return hershey_font_glyph(Font(japanese_), found->second);
+}
 
 bool StrokeFont::Has(char32_t c) const {
-  if (c < 0x20 || c > 0x7E) return false;
-  const hershey_glyph* g = hershey_font_glyph(Font(font_), static_cast<unsigned char>(c));
-  return g->width > 0;
+  double units;
+  return Glyph(c, &units) != nullptr;
 }
 
 double StrokeFont::Advance(char32_t c) const {
-  if (!Has(c)) return 0;
-  return hershey_font_glyph(Font(font_), static_cast<unsigned char>(c))->width / kUnitsPerEm;
+  double units;
+  const auto* g = static_cast<const hershey_glyph*>(Glyph(c, &units));
+  return g == nullptr ? 0 : g->width / units;
 }
 
 std::vector<std::vector<plan::Point>> StrokeFont::Strokes(char32_t c) const {
   std::vector<std::vector<plan::Point>> strokes;
-  if (!Has(c)) return strokes;
-  const hershey_glyph* g = hershey_font_glyph(Font(font_), static_cast<unsigned char>(c));
+  double units;
+  const auto* g = static_cast<const hershey_glyph*>(Glyph(c, &units));
+  if (g == nullptr) return strokes;
   for (const hershey_path* p = g->paths; p != nullptr; p = p->next) {
     std::vector<plan::Point> line;
     for (unsigned short i = 0; i < p->nverts; ++i)
-      line.push_back({p->verts[i].x / kUnitsPerEm, p->verts[i].y / kUnitsPerEm});
+      line.push_back({p->verts[i].x / units, p->verts[i].y / units});
     if (line.size() == 1) line.push_back(line.front());  // a dot
     strokes.push_back(std::move(line));
   }
