@@ -36,6 +36,9 @@ CASES = [
     ("size", '<text x="10" y="30" font-size="1.6em">BIG<tspan font-size="8pt" '
              'dx="6">SMALL</tspan></text>', 5),
     ("spacing", '<text x="10" y="25" letter-spacing="2">SPACED</text>'),
+    # Kana and kanji against a Japanese font's full-width boxes.
+    ("japanese", '<text x="10" y="25">\u6771\u4eac<tspan dx="6">TOKYO</tspan>'
+                 '<tspan dx="6">\u3072\u3068\u3064</tspan></text>', 4.5),
 ]
 
 
@@ -71,7 +74,7 @@ def main():
     em_px = EM * PX_PER_MM
     for name, body, *gap in CASES:
         page = os.path.join(out, name + ".svg")
-        with open(page, "w") as f:
+        with open(page, "w", encoding="utf-8") as f:
             f.write('<svg xmlns="http://www.w3.org/2000/svg" width="120mm" height="40mm" '
                     'viewBox="0 0 120 40" font-size="10" font-family="sans-serif">'
                     + body + "</svg>")
