@@ -130,11 +130,4 @@ bool FromCp932(const std::string& cp932, std::string* utf8) {
   return codepage::ToUtf8(cp932, utf8);
 }
 
-std::string Replacement(const tool::ModelList& model) {
-  const char* value = model.Value("Konib.Replacement");
-  std::string utf8;
-  if (value == nullptr || *value == '\0' || !FromCp932(value, &utf8) || utf8.empty()) return "?";
-  return utf8;
-}
-
 }  // namespace konib::lettering

@@ -45,7 +45,7 @@ const char32_t kJapaneseOrder[] =
 // letters, whose boxes they then match within 0.02 em.
 constexpr double kJapaneseUnitsPerEm = 27;
 
-bool IsBlank(char32_t c) { return c == ' ' || c < 0x20 || (c >= 0x7F && c < 0xA0); }
+bool IsBlank(char32_t c) { return c == ' ' || c == 0x3000 || c < 0x20 || (c >= 0x7F && c < 0xA0); }
 
 // The characters drawn for one of the text: itself, or the replacement.
 template <typename Each>
@@ -95,6 +95,13 @@ StrokeFont::~StrokeFont() {
 }
 
 const void* StrokeFont::Glyph(char32_t c, double* unitsPerEm) const {
+  // Half-width katakana are drawn as their full-width forms, full-width
+  // Latin letters and signs as the font's own.
+  static const char32_t kHalfWidth[] =
+      U"ヲァィゥェォャュョッーアイウエオカキクケコサシスセソタチツテトナニヌネノハヒフヘホマミムメ"
+      U"モヤユヨラリルレロワン";
+  if (c >= 0xFF66 && c <= 0xFF9D) c = kHalfWidth[c - 0xFF66];
+  if (c >= 0xFF01 && c <= 0xFF5E) c -= 0xFEE0;
   if (c >= 0x20 && c <= 0x7E) {
     const hershey_glyph* g = hershey_font_glyph(Font(font_), static_cast<unsigned char>(c));
     *unitsPerEm = kUnitsPerEm;
@@ -166,6 +173,13 @@ std::vector<plan::Path> LabelStrokes(const job::Label& label, const StrokeFont& 
   };
   for (char32_t c : DecodeUtf8(label.text)) Glyphs(c, font, instead, missing, replacement, draw);
   return paths;
+}
+
+std::string Replacement(const tool::ModelList& model) {
+  const char* value = model.Value("Konib.Replacement");
+  std::string utf8;
+  if (value == nullptr || *value == '\0' || !FromCp932(value, &utf8) || utf8.empty()) return "?";
+  return utf8;
 }
 
 bool Lettering::Prepare(const Options& options, const tool::ModelList& model,
