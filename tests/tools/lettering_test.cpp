@@ -8,6 +8,8 @@
 #include <cmath>
 #include <cstdio>
 #include <fstream>
+#include <map>
+#include <set>
 #include <string>
 
 namespace konib::lettering {
@@ -230,6 +232,58 @@ TEST(Lettering, DeviceBytesOfALabel) {
     std::string bytes;
     ASSERT_TRUE(job::Emit(work, m.list, paper, &bytes));
     EXPECT_NE(bytes.find(c.bytes), std::string::npos) << c.model << ": " << bytes;
+  }
+}
+
+
+// A drawing with kanji, Latin letters and signs, the whole way from the
+// document to the device's bytes: through HP-GL as device codes, one label
+// per width; through a model that letters nothing as strokes.
+TEST(Lettering, DrawingThroughHpglAndAsStrokes) {
+  const std::string text =
+      "<svg xmlns='http://www.w3.org/2000/svg' width='100mm' height='50mm' viewBox='0 0 100 50'>"
+      "<text x='10' y='20' font-size='10'>\xe6\x9d\xb1\xe4\xba\xac A-1 \xe3\x80\x9c "
+      "\xe2\x88\x92</text></svg>";  // 東京 A-1 〜 −
+  svg::Drawing drawing;
+  svg::Error error;
+  ASSERT_TRUE(svg::ReadSvg(text.data(), text.size(), &drawing, &error)) << error.message;
+  std::map<std::string, int> pens;
+  std::string message;
+  ASSERT_TRUE(job::AssignPens(drawing, {}, &pens, &message));
+  const struct {
+    std::string model;
+    const char* mode;
+    const char* bytes;  // the labels' part of the job; "" for strokes
+  } cases[] = {
+      {"hpgl", "device",
+       "PU400,1200;SI0.8000,0.7000;DI100.00,0.00;SL0;LB\x93\x8c\x8b\x9e\x03"
+       "PU1360,1200;SI0.4000,0.7000;LB A\x03PU1840,1200;SI0.4000,0.7000;LB-\x03"
+       "PU2080,1200;SI0.4000,0.7000;LB1\x03"
+       "PU2560,1200;SI0.8000,0.7000;LB\x81\x60\x03"
+       "PU3280,1200;SI0.8000,0.7000;LB\x81\x7c\x03"},
+      {TempModel("lines.ini", "Command.Line=L\\x2;\r\n"), "auto", ""},
+  };
+  for (const auto& c : cases) {
+    Loaded m;
+    Load(c.model, &m);
+    job::Paper paper;
+    ASSERT_TRUE(job::ChoosePaper(m.list, "100x50", &paper, &message));
+    job::Placement place = job::Place(drawing, paper, "auto", 0);
+    Lettering letters;
+    ASSERT_TRUE(letters.Prepare({c.mode, "futural"}, m.list, &message)) << message;
+    job::Work work = job::Lay(drawing, pens, place, letters.Measure());
+    letters.Letter(&work);
+    std::string bytes;
+    ASSERT_TRUE(job::Emit(work, m.list, paper, &bytes));
+    if (*c.bytes != '\0') {
+      EXPECT_EQ(work.paths.size(), 0u);
+      EXPECT_NE(bytes.find(c.bytes), std::string::npos) << bytes;
+      continue;
+    }
+    // Kanji and Latin from the fonts, the signs the fonts lack reported.
+    EXPECT_TRUE(work.labels.empty());
+    EXPECT_GT(work.paths.size(), 20u);
+    EXPECT_EQ(letters.missing().seen(), (std::set<char32_t>{0x301C, 0x2212}));
   }
 }
 
