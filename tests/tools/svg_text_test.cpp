@@ -80,7 +80,8 @@ TEST(SvgText, RunsWithPositionsAndStyles) {
   }
 }
 
-// Each character advances 10 plot units; the page maps 1:1 with y turned.
+// Each character advances 10 plot units; the page maps 1:1 with y turned;
+// a label in another pen than 1 shows it behind a slash.
 TEST(SvgText, LayPlacesRunsAndAnchorsChunks) {
   const struct {
     const char* body;
@@ -98,6 +99,9 @@ TEST(SvgText, LayPlacesRunsAndAnchorsChunks) {
       {"<text x='10' y='20'>AB<tspan y='30'>C</tspan></text>", "AB@10,80 C@30,70"},
       {"<text x='10' y='20' transform='translate(5 0) scale(2)'>AB<tspan>C</tspan></text>",
        "AB@25,60 C@45,60"},
+      // A tspan of another colour takes its pen; one that shows nothing its room.
+      {"<text x='10' y='20'>AB<tspan fill='red'>C</tspan><tspan fill='none'>D</tspan>E</text>",
+       "AB@10,80 C@30,80/2 E@50,80"},
   };
   job::Placement place{1, 0, 0, false, 100};
   job::Measure measure = [](const job::Label& l) {
@@ -105,13 +109,14 @@ TEST(SvgText, LayPlacesRunsAndAnchorsChunks) {
   };
   for (const auto& c : cases) {
     svg::Drawing drawing = Read(c.body);
-    std::map<std::string, int> pens{{"#000000", 1}};
+    std::map<std::string, int> pens{{"#000000", 1}, {"#ff0000", 2}};
     job::Work work = job::Lay(drawing, pens, place, measure);
     std::string out;
     char at[64];
     for (const job::Label& l : work.labels) {
       std::snprintf(at, sizeof at, "@%g,%g", l.at.x + 0.0, l.at.y + 0.0);
-      out += (out.empty() ? "" : " ") + l.text + at;
+      out +=
+          (out.empty() ? "" : " ") + l.text + at + (l.pen != 1 ? "/" + std::to_string(l.pen) : "");
     }
     EXPECT_EQ(out, c.labels) << c.body;
   }

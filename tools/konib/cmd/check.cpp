@@ -128,6 +128,11 @@ const Key kKeys[] = {
     {"Ctrl.DrawArc", false, Kind::kReals, ""},
 };
 
+// Values that konib reads and the library passes by.
+const Key kKonibKeys[] = {
+    {"Konib.Replacement", false, Kind::kPlain, ""},  // lettering: for characters without a code
+};
+
 // Names a model may hold beside the keys: its command set and guide lines.
 bool IsOtherName(const std::string& name) {
   if (EqualNoCase(name, "Command")) return true;
@@ -145,6 +150,8 @@ const Key* FindKey(const std::string& name) {
                     [](char c) { return std::isdigit(static_cast<unsigned char>(c)); }))
       return &k;
   }
+  for (const Key& k : kKonibKeys)
+    if (EqualNoCase(name, k.name)) return &k;
   return nullptr;
 }
 

@@ -214,7 +214,11 @@ bool AssignPens(const svg::Drawing& drawing, const std::vector<std::string>& map
   }
   std::vector<std::pair<std::size_t, std::string>> seen;
   for (const svg::Shape& s : drawing.shapes) seen.push_back({s.line, s.colour});
-  for (const svg::Text& t : drawing.texts) seen.push_back({t.line, t.colour});
+  for (const svg::Text& t : drawing.texts) {
+    seen.push_back({t.line, t.colour});
+    for (const svg::TextRun& r : t.runs)
+      if (!r.colour.empty()) seen.push_back({t.line, r.colour});
+  }
   std::stable_sort(seen.begin(), seen.end(),
                    [](const auto& a, const auto& b) { return a.first < b.first; });
   int next = 1;
@@ -240,8 +244,8 @@ namespace {
 
 // A text's runs as labels. Positions are kept in the text's user space
 // until a chunk is complete, since its anchor moves all of its runs.
-void LayText(const svg::Text& text, int pen, const Placement& place, const Measure& measure,
-             std::vector<Label>* labels) {
+void LayText(const svg::Text& text, const std::map<std::string, int>& pens, const Placement& place,
+             const Measure& measure, std::vector<Label>* labels) {
   double alongUnit = std::hypot(text.along.x, text.along.y) * place.scale;  // plot units per unit
   double downUnit = std::hypot(text.down.x, text.down.y) * place.scale;
   double angle = place.MapAngle(text.angle);
@@ -265,8 +269,8 @@ void LayText(const svg::Text& text, int pen, const Placement& place, const Measu
     chunk.clear();
   };
   for (const svg::TextRun& run : text.runs) {
-    bool starts = run.newX || run.newY || chunk.empty();
-    if (run.newX || run.newY) {
+    bool starts = run.newX || run.newY;
+    if (starts) {
       flush();
       if (run.newX) x = run.x;
       if (run.newY) y = run.y;
@@ -275,10 +279,19 @@ void LayText(const svg::Text& text, int pen, const Placement& place, const Measu
     x += run.dx;
     y += run.dy;
     if (starts) chunkStart = x;
-    Label label{pen,      {0, 0},   run.size * downUnit, angle,
-                run.text, run.bold, run.italic,          run.spacing * alongUnit};
+    // A run in a colour of its own takes that colour's pen; one that shows
+    // nothing still takes its room.
+    auto pen = pens.find(run.colour);
+    Label label{pen == pens.end() ? 0 : pen->second,
+                {0, 0},
+                run.size * downUnit,
+                angle,
+                run.text,
+                run.bold,
+                run.italic,
+                run.spacing * alongUnit};
     double advance = alongUnit > 0 ? measure(label) / alongUnit : 0;
-    chunk.push_back({std::move(label), x, y + run.baseline});
+    if (pen != pens.end()) chunk.push_back({std::move(label), x, y + run.baseline});
     x += std::isfinite(advance) ? advance : 0;
   }
   flush();
@@ -305,7 +318,7 @@ Work Lay(const svg::Drawing& drawing, const std::map<std::string, int>& pens,
     return DeviceAdvance(label, ToDeviceText(label.text));
   };
   for (const svg::Text& text : drawing.texts)
-    LayText(text, pens.at(text.colour), place, measure ? measure : byPitch, &work.labels);
+    LayText(text, pens, place, measure ? measure : byPitch, &work.labels);
   return work;
 }
 

@@ -65,6 +65,7 @@ struct TextRun {
   int anchor = 0;                   // of the chunk it starts: 0 start, 1 middle, 2 end
   bool bold = false;
   bool italic = false;
+  std::string colour;  // its pen's, as Shape's; "" when it shows nothing
 };
 
 // A text element: where its first character starts, its height in

@@ -24,6 +24,7 @@ struct TextStyle {
   bool bold = false;
   bool italic = false;
   bool preserve = false;  // xml:space
+  std::string stroke, fill;
 };
 
 // font-size against the parent's: lengths, ems, exes, percentages and the
@@ -93,6 +94,9 @@ void Apply(const pugi::xml_node& node, TextStyle* style) {
   std::string space = Trim(node.attribute("xml:space").value());
   if (space == "preserve" || space == "default") style->preserve = space == "preserve";
   BaselineShift(Trim(Property(node, "dominant-baseline")), &style->baseline);
+  std::string stroke = Property(node, "stroke"), fill = Property(node, "fill");
+  if (!stroke.empty() && stroke != "inherit") style->stroke = NormaliseColour(stroke);
+  if (!fill.empty() && fill != "inherit") style->fill = NormaliseColour(fill);
 }
 
 // One element of the text with its position lists and how many of its
@@ -127,6 +131,8 @@ bool ReadText(const pugi::xml_node& node, const Context& context, std::size_t li
     chain.push_back(n);
   TextStyle style;
   for (auto n = chain.rbegin(); n != chain.rend(); ++n) Apply(*n, &style);
+  style.stroke = context.stroke;  // as the document reckons them
+  style.fill = context.fill;
   // alignment-baseline belongs to the element that has it alone.
   BaselineShift(Trim(Property(node, "alignment-baseline")), &style.baseline);
 
@@ -203,6 +209,7 @@ bool ReadText(const pugi::xml_node& node, const Context& context, std::size_t li
         run.anchor = here.style.anchor;
         run.bold = here.style.bold;
         run.italic = here.style.italic;
+        run.colour = !here.style.fill.empty() ? here.style.fill : here.style.stroke;
         runs.push_back(run);
         owner = here.node;
       }
