@@ -104,9 +104,11 @@ std::string Cp932Of(char32_t c, unsigned carried) {
     if (m.jis == c) c = m.windows;
   if (c == 0 || c == 0xFFFD || c > 0x10FFFF) return "";
   std::string code = c < 0x80 ? std::string(1, static_cast<char>(c)) : codepage::FromUnicode(c);
-  if (code.empty()) return "";
+  if (code.empty() || code.size() > 2) return "";
   unsigned char first = static_cast<unsigned char>(code[0]);
-  unsigned kind = code.size() == 2 ? kDoubleByte : first >= 0xA1 && first <= 0xDF ? kKana : kAscii;
+  // A single byte from 0x80 up is a half-width kana or nothing a device knows.
+  if (code.size() == 1 && first >= 0x80 && !(first >= 0xA1 && first <= 0xDF)) return "";
+  unsigned kind = code.size() == 2 ? kDoubleByte : first >= 0x80 ? kKana : kAscii;
   return (carried & kind) != 0 ? code : "";
 }
 
