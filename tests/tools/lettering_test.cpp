@@ -132,6 +132,9 @@ TEST(Strokes, GlyphsPlacedTurnedSlantedAndDoubled) {
        "(24.00,39.00)(25.00,37.00)(25.00,35.00)(24.00,33.00)(23.00,32.00)(19.00,30.00)(19.00,27."
        "00)",
        18},  // 語 as "?"
+      {"\xef\xbd\xb1", 0, false, false, 7,
+       "(14.44,42.22)(16.67,40.00)(22.22,41.11)(28.89,42.22)(34.44,43.33)(36.67,41.11)",
+       30},  // half-width ｱ as ア
       {"\xe6\x97\xa5", 0, false, false, 8, "(20.00,41.11)(17.78,42.22)(17.78,18.89)",
        30},  // 日 from the Japanese set
   };
@@ -214,27 +217,30 @@ TEST(Lettering, DeviceBytesOfALabel) {
   const struct {
     std::string model;
     const char* text;
+    bool bold, italic;
     const char* bytes;
   } cases[] = {
       // A at (10,10) mm, 0.025 mm steps; a cell is 6 mm, the kanji's 12.
-      {"hpgl", "A\xe6\x97\xa5\xe6\x9c\xac",
+      {"hpgl", "A\xe6\x97\xa5\xe6\x9c\xac", false, false,
        "PU400,400;SI0.4000,0.7000;DI100.00,0.00;SL0;LBA\x03"
        "PU640,400;SI0.8000,0.7000;LB\x93\xfa\x96\x7b\x03"},
       // 0.1 mm steps and two decimals: a cell of 60 steps, a blank, then é replaced by 〓.
-      {geta, "A \xc3\xa9", "T100.00:8260T220.00:81AC"},
+      {geta, "A \xc3\xa9", false, false, "T100.00:8260T220.00:81AC"},
+      // Bold and italic to the model's own font templates.
+      {"hpgl", "A", true, true, "SL0.35;LBA\x03"},
+      {"svg", "A", true, true, "font-style=\"italic\" font-weight=\"bold\">"},
   };
   for (const auto& c : cases) {
     Loaded m;
     Load(c.model, &m);
     job::Work work;
-    work.labels.push_back({1, {10, 10}, 10, 0, c.text, false, false, 0});
+    work.labels.push_back({1, {10, 10}, 10, 0, c.text, c.bold, c.italic, 0});
     job::Paper paper{-1, "", 200, 100};
     std::string bytes;
     ASSERT_TRUE(job::Emit(work, m.list, paper, &bytes));
     EXPECT_NE(bytes.find(c.bytes), std::string::npos) << c.model << ": " << bytes;
   }
 }
-
 
 // A drawing with kanji, Latin letters and signs, the whole way from the
 // document to the device's bytes: through HP-GL as device codes, one label

@@ -68,7 +68,7 @@ TEST(SvgText, RunsWithPositionsAndStyles) {
        "[A x50 y0 s10 ls1.6 bl3.5 a1 b][B x60 s10 ls1.6 bl3.5 a2 i]"},
       {"<text font-size='10' alignment-baseline='hanging'>A<tspan "
        "dominant-baseline='text-after-edge'>B</tspan></text>",
-       "[A x0 y0 s10 bl7][B s10 bl-2]"},
+       "[A x0 y0 s10 bl7.5][B s10 bl-2.2]"},
       // Text on a path is not read; hidden tspans show nothing.
       {"<text>A<textPath href='#p'>B</textPath><tspan display='none'>C</tspan>D</text>",
        "[AD x0 y0 s16]"},

@@ -56,16 +56,17 @@ bool FontSize(const std::string& text, double parent, double* size) {
 }
 
 // Where the baseline lies below the y of a text, in ems, for the common
-// values of dominant-baseline and alignment-baseline: the middle of the
-// small letters, the middle of the capitals, their tops, the top and the
-// bottom of the em box.
+// values of dominant-baseline and alignment-baseline, with the proportions
+// of the usual sans-serif fonts as browsers take them from the font: the
+// middle of the small letters (x-height 0.54), the middle of the em box
+// (ascent 0.92, descent 0.22), the hanging line, the top and the bottom.
 bool BaselineShift(const std::string& value, double* ems) {
   static const std::pair<const char*, double> kBaselines[] = {
-      {"auto", 0},          {"alphabetic", 0},     {"baseline", 0},
-      {"middle", 0.25},     {"central", 0.35},     {"mathematical", 0.35},
-      {"hanging", 0.7},     {"text-top", 0.8},     {"text-before-edge", 0.8},
-      {"before-edge", 0.8}, {"text-bottom", -0.2}, {"text-after-edge", -0.2},
-      {"after-edge", -0.2}, {"ideographic", -0.2}};
+      {"auto", 0},           {"alphabetic", 0},      {"baseline", 0},
+      {"middle", 0.27},      {"central", 0.35},      {"mathematical", 0.35},
+      {"hanging", 0.75},     {"text-top", 0.92},     {"text-before-edge", 0.92},
+      {"before-edge", 0.92}, {"text-bottom", -0.22}, {"text-after-edge", -0.22},
+      {"after-edge", -0.22}, {"ideographic", -0.22}};
   for (const auto& b : kBaselines)
     if (value == b.first) return *ems = b.second, true;
   return false;
