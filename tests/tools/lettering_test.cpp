@@ -204,8 +204,9 @@ TEST(Lettering, ChoosesDeviceOrStrokesPerLabel) {
   std::string message;
   EXPECT_FALSE(letters.Prepare({"device", "futural"}, m.list, &message));
   EXPECT_EQ(message, "--text device: the model has no text templates (try --text strokes)");
-  Load("hpgl", &m);
-  EXPECT_FALSE(letters.Prepare({"auto", "nofont"}, m.list, &message));
+  Loaded hpgl;
+  Load("hpgl", &hpgl);
+  EXPECT_FALSE(letters.Prepare({"auto", "nofont"}, hpgl.list, &message));
 }
 
 // A label's bytes: single-byte characters in one cell, double-byte ones in
