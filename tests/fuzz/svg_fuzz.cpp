@@ -3,7 +3,6 @@
 // within its limits, writing nothing out of bounds and leaking nothing.
 #include <cstddef>
 #include <cstdint>
-
 #include <map>
 #include <string>
 

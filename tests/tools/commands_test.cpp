@@ -78,7 +78,8 @@ TEST(Pens, MapFirstThenOrderOfAppearance) {
   svg::Drawing d;
   for (const char* colour : {"#ff0000", "#0000ff", "#ff0000", "#00ff00"})
     d.shapes.push_back({colour, {}, d.shapes.size(), colour, "", false});
-  d.texts.push_back({"#123456", {0, 0}, 1, 0, "x", 1, {0, 0}, {1, 0}, {0, 1}, {}});  // between the first and second shape
+  // Between the first and second shape.
+  d.texts.push_back({"#123456", {0, 0}, 1, 0, "x", 1, {0, 0}, {1, 0}, {0, 1}, {}});
   std::map<std::string, int> pens;
   std::string message;
   ASSERT_TRUE(AssignPens(d, {"blue=1", "Lime=3"}, &pens, &message)) << message;
