@@ -1,4 +1,5 @@
-// Letters arbitrary strings through the bundled models that letter text:
+// Letters arbitrary strings through the bundled models that letter text, and
+// through konib's conversion of Unicode to CP932:
 // the bytes are CP932 or not (lead bytes at the end, lone trail bytes, kana,
 // control bytes), and the sizes, pitch and angle come from a table of good
 // and bad values. Whatever the string, the call must end, write nothing out
@@ -14,6 +15,10 @@
 #include <iterator>
 #include <limits>
 #include <string>
+
+#ifdef KONIB_LETTERING
+#include "lettering/lettering.h"
+#endif
 
 #ifndef KONIB_MODELS_DIR
 #error "KONIB_MODELS_DIR must name the bundled models' folder"
@@ -91,6 +96,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const int first = NibDrawText(h, &at, text.c_str(), &info);
   const int second = NibDrawText(h, &at, text.c_str() + text.size() / 2, &info);
   if (first == 0 && second != 0) __builtin_trap();  // a failure is final
+#ifdef KONIB_LETTERING
+  // The same bytes as a drawing's UTF-8, through konib's conversion for a
+  // device that carries what the flags byte says: no control byte may come
+  // out, and the result is lettered too.
+  const std::string device = konib::lettering::ToCp932(text, "?", nullptr, data[1] & 7u);
+  for (char c : device)
+    if (static_cast<unsigned char>(c) < 0x20) __builtin_trap();
+  if (second != 0) NibDrawText(h, &at, device.c_str(), &info);
+#endif
   if (second == 0 || NibEndPage(h) == 0) {
     NibFreeHandle(h);
     model.handle = nullptr;

@@ -78,7 +78,8 @@ TEST(Pens, MapFirstThenOrderOfAppearance) {
   svg::Drawing d;
   for (const char* colour : {"#ff0000", "#0000ff", "#ff0000", "#00ff00"})
     d.shapes.push_back({colour, {}, d.shapes.size(), colour, "", false});
-  d.texts.push_back({"#123456", {0, 0}, 1, 0, "x", 1});  // between the first and second shape
+  // Between the first and second shape.
+  d.texts.push_back({"#123456", {0, 0}, 1, 0, "x", 1, {0, 0}, {1, 0}, {0, 1}, {}});
   std::map<std::string, int> pens;
   std::string message;
   ASSERT_TRUE(AssignPens(d, {"blue=1", "Lime=3"}, &pens, &message)) << message;
@@ -109,11 +110,11 @@ TEST(Pens, MapFirstThenOrderOfAppearance) {
 
 TEST(Text, AsciiStaysOtherCharactersBecomeQuestionMarks) {
   EXPECT_EQ(ToDeviceText("KoNib 1.0"), "KoNib 1.0");
-  EXPECT_EQ(ToDeviceText("a\tb\x7f"), "a b\x7f");
+  EXPECT_EQ(ToDeviceText("a\tb\x7f"), "a b ");
   EXPECT_EQ(ToDeviceText("Gr\xc3\xbc\xc3\x9f \xe2\x82\xac"
                          "5 \xf0\x9f\x96\x8a"),
             "Gr?? ?5 ?");
-  EXPECT_EQ(ToDeviceText("\x80\xbf!"), "?!");  // stray continuation bytes: one character
+  EXPECT_EQ(ToDeviceText("\x80\xbf!"), "\x3f\x3f!");  // stray continuation bytes: one each
 }
 
 TEST(Progress, LineShowsBytesShareRateAndTimeLeft) {

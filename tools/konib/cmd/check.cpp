@@ -144,9 +144,15 @@ struct KeyTable {
   const Key* keys;
   std::size_t size;
 };
+// Lettering: what stands for a character the device has no code for.
+const Key kLetteringKeys[] = {
+    {"Konib.Replacement", false, Kind::kPlain, ""},
+};
+
 const KeyTable kTables[] = {
     {kKeys, sizeof kKeys / sizeof kKeys[0]},
     {kPlanningKeys, sizeof kPlanningKeys / sizeof kPlanningKeys[0]},
+    {kLetteringKeys, sizeof kLetteringKeys / sizeof kLetteringKeys[0]},
 };
 
 // Names a model may hold beside the keys: its command set and guide lines.

@@ -146,6 +146,17 @@ int main(int argc, char** argv) {
       ->capture_default_str();
 
   // Lettering: text as device codes or strokes.
+  plotCommand
+      ->add_option("--text", plot.text,
+                   "device: the plotter letters texts itself; strokes: konib draws them with a "
+                   "Hershey font; auto: strokes where the model cannot letter a text")
+      ->check(CLI::IsMember({"auto", "device", "strokes"}))
+      ->capture_default_str();
+  plotCommand
+      ->add_option(
+          "--font", plot.font,
+          "The Hershey font of stroke letters (futural, rowmans, timesr... or a .jhf file)")
+      ->capture_default_str();
 
   // Devices: how the model's device takes bytes.
   plotCommand

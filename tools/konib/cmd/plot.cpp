@@ -9,6 +9,7 @@
 #include <set>
 
 #include "job/job.h"
+#include "lettering/lettering.h"
 #include "model/model.h"
 #include "svg/svg.h"
 
@@ -160,11 +161,17 @@ int Plot(const PlotOptions& o) {
   }
   job::Placement place = job::Place(drawing, paper, o.orientation, o.scale);
   std::string bytes;
-  job::Work work = job::Lay(drawing, pens, place, fills.OutlinesFills());
+  lettering::Lettering letters;
+  if (!letters.Prepare({o.text, o.font}, model, &message)) {
+    std::fprintf(stderr, "konib: %s\n", message.c_str());
+    return kBadInput;
+  }
+  job::Work work = job::Lay(drawing, pens, place, fills.OutlinesFills(), letters.Measure());
   // Fills become hatch paths.
   if (!Fills(drawing, pens, place, fills, &work)) return kBadInput;
 
   // Texts the device cannot letter become strokes.
+  letters.Letter(&work);
 
   // The drawing is in the paths now; a large one need not be held twice.
   std::string().swap(text);

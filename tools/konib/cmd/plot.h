@@ -36,6 +36,8 @@ struct PlotOptions {
   fill::Request fill;
 
   // Lettering.
+  std::string text = "auto";     // auto, device, strokes
+  std::string font = "futural";  // the Hershey font of stroke letters
 
   // Devices.
   std::string flow;        // empty: the model's Konib.Flow, else xonxoff

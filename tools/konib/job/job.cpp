@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "lettering/lettering.h"
+
 namespace konib::job {
 namespace {
 
@@ -67,13 +69,47 @@ struct Handle {
 
 // The device's own lettering draws the text. An SVG font size is the em
 // of the font; a plotter's letters are sized by their capitals and their
-// advance, which in the usual fonts are about 0.7 and 0.6 em.
-void DrawLabel(void* h, const Label& label) {
-  std::string bytes = ToDeviceText(label.text);
+// advance, which in the usual fonts are about 0.7 and 0.6 em. Characters
+// that the templates cannot carry are reported and replaced.
+// A double-byte character of CP932 at `i`, as the library tells one.
+bool IsDoubleByte(const std::string& bytes, std::size_t i) {
+  auto b = [&](std::size_t k) { return static_cast<unsigned char>(bytes[k]); };
+  bool lead = (b(i) >= 0x81 && b(i) <= 0x9F) || (b(i) >= 0xE0 && b(i) <= 0xFC);
+  return lead && i + 1 < bytes.size() && b(i + 1) >= 0x40 && b(i + 1) != 0x7F && b(i + 1) <= 0xFC;
+}
+
+// The pitch of a character `cells` wide: 0.6 em a cell, as the usual
+// plotter fonts, and the letter-spacing on top.
+double CellPitch(const Label& label, int cells) { return 0.6 * label.em * cells + label.spacing; }
+
+void DrawLabel(void* h, const Label& label, const std::string& replacement, unsigned carried,
+               lettering::Missing* missing) {
+  std::string bytes = lettering::ToCp932(label.text, replacement, missing, carried);
   _NibWorld2 position{label.at.x, label.at.y};
   double em = label.em;
-  _NibTextInfo info{0, 0.5 * em, 0.7 * em, 0.6 * em, label.angle};
-  NibDrawText(h, &position, bytes.c_str(), &info);
+  // Flag bit 1 is bold, bit 2 italic, in the model's own templates.
+  unsigned flags = (label.bold ? 1u : 0u) | (label.italic ? 2u : 0u);
+  // A double-byte character is full width: it takes two of the device's
+  // cells. The library gives all characters of a text one pitch, so the
+  // text goes out in pieces of one width each, at their own places. (That
+  // also keeps blanks from the head of a double-byte run, where the library
+  // would count them half.)
+  const double cosA = std::cos(label.angle), sinA = std::sin(label.angle);
+  double along = 0;
+  std::size_t i = 0;
+  while (i < bytes.size()) {
+    bool wide = IsDoubleByte(bytes, i);
+    std::size_t from = i;
+    double start = along;
+    int cells = wide ? 2 : 1;
+    while (i < bytes.size() && IsDoubleByte(bytes, i) == wide) {
+      i += wide ? 2 : 1;
+      along += CellPitch(label, cells);
+    }
+    _NibWorld2 at{position.x + cosA * start, position.y + sinA * start};
+    _NibTextInfo info{flags, 0.5 * em * cells, 0.7 * em, CellPitch(label, cells), label.angle};
+    NibDrawText(h, &at, bytes.substr(from, i - from).c_str(), &info);
+  }
 }
 
 }  // namespace
@@ -156,20 +192,16 @@ Placement Place(const svg::Drawing& d, const Paper& paper, const std::string& or
   return p;
 }
 
-std::string ToDeviceText(const std::string& utf8) {
-  std::string out;
-  for (std::size_t i = 0; i < utf8.size(); ++i) {
-    unsigned char c = static_cast<unsigned char>(utf8[i]);
-    if (c < 0x80) {
-      out += c < 0x20 ? ' ' : static_cast<char>(c);
-      continue;
-    }
-    // A character beyond ASCII: its continuation bytes go with it, and a
-    // question mark stands in its place.
-    while (i + 1 < utf8.size() && (static_cast<unsigned char>(utf8[i + 1]) & 0xC0) == 0x80) ++i;
-    out += '?';
+std::string ToDeviceText(const std::string& utf8) { return lettering::ToCp932(utf8, "?"); }
+
+double DeviceAdvance(const Label& label, const std::string& cp932) {
+  double advance = 0;
+  for (std::size_t i = 0; i < cp932.size();) {
+    bool wide = IsDoubleByte(cp932, i);
+    advance += CellPitch(label, wide ? 2 : 1);
+    i += wide ? 2 : 1;
   }
-  return out;
+  return advance;
 }
 
 bool AssignPens(const svg::Drawing& drawing, const std::vector<std::string>& map,
@@ -201,8 +233,12 @@ bool AssignPens(const svg::Drawing& drawing, const std::vector<std::string>& map
     // Fills: a hatched fill's colour comes right after the shape's own.
     if (hatched && hatched(s)) seen.push_back({s.line, s.fill});
   }
-  for (const svg::Text& t : drawing.texts)
-    if (t.pen == 0) seen.push_back({t.line, t.colour});
+  for (const svg::Text& t : drawing.texts) {
+    if (t.pen != 0) continue;  // a layer's pen
+    seen.push_back({t.line, t.colour});
+    for (const svg::TextRun& r : t.runs)
+      if (!r.colour.empty()) seen.push_back({t.line, r.colour});
+  }
   std::stable_sort(seen.begin(), seen.end(),
                    [](const auto& a, const auto& b) { return a.first < b.first; });
   int next = 1;
@@ -224,8 +260,68 @@ bool AssignPens(const svg::Drawing& drawing, const std::vector<std::string>& map
   return true;
 }
 
+namespace {
+
+// A text's runs as labels. Positions are kept in the text's user space
+// until a chunk is complete, since its anchor moves all of its runs.
+void LayText(const svg::Text& text, const std::map<std::string, int>& pens, const Placement& place,
+             const Measure& measure, std::vector<Label>* labels) {
+  double alongUnit = std::hypot(text.along.x, text.along.y) * place.scale;  // plot units per unit
+  double downUnit = std::hypot(text.down.x, text.down.y) * place.scale;
+  double angle = place.MapAngle(text.angle);
+  struct Pending {
+    Label label;
+    double x, y;
+  };
+  std::vector<Pending> chunk;
+  double x = 0, y = 0, chunkStart = 0;
+  int anchor = 0;
+  auto flush = [&] {
+    double width = x - chunkStart;
+    double shift = anchor == 1 ? width / 2 : anchor == 2 ? width : 0;
+    for (Pending& p : chunk) {
+      svg::Point page{text.origin.x + (p.x - shift) * text.along.x + p.y * text.down.x,
+                      text.origin.y + (p.x - shift) * text.along.y + p.y * text.down.y};
+      svg::Point at = place.Map(page);
+      p.label.at = {at.x, at.y};
+      labels->push_back(std::move(p.label));
+    }
+    chunk.clear();
+  };
+  for (const svg::TextRun& run : text.runs) {
+    bool starts = run.newX || run.newY;
+    if (starts) {
+      flush();
+      if (run.newX) x = run.x;
+      if (run.newY) y = run.y;
+      anchor = run.anchor;
+    }
+    x += run.dx;
+    y += run.dy;
+    if (starts) chunkStart = x;
+    // A run in a colour of its own takes that colour's pen; one that shows
+    // nothing still takes its room.
+    auto pen = pens.find(run.colour);
+    bool shown = !run.colour.empty() && (text.pen > 0 || pen != pens.end());
+    Label label{text.pen > 0 ? text.pen : pen == pens.end() ? 0 : pen->second,  // a layer's first
+                {0, 0},
+                run.size * downUnit,
+                angle,
+                run.text,
+                run.bold,
+                run.italic,
+                run.spacing * alongUnit};
+    double advance = alongUnit > 0 ? measure(label) / alongUnit : 0;
+    if (shown) chunk.push_back({std::move(label), x, y + run.baseline});
+    x += std::isfinite(advance) ? advance : 0;
+  }
+  flush();
+}
+
+}  // namespace
+
 Work Lay(const svg::Drawing& drawing, const std::map<std::string, int>& pens,
-         const Placement& place, bool outlineFills) {
+         const Placement& place, bool outlineFills, const Measure& measure) {
   Work work;
   for (const svg::Shape& shape : drawing.shapes) {
     // Fills: an unstroked shape's outline is only the edge of its fill.
@@ -241,12 +337,11 @@ Work Lay(const svg::Drawing& drawing, const std::map<std::string, int>& pens,
       work.paths.push_back(std::move(path));
     }
   }
-  for (const svg::Text& text : drawing.texts) {
-    svg::Point at = place.Map(text.position);
-    int pen = text.pen > 0 ? text.pen : pens.at(text.colour);  // a layer's pen first
-    work.labels.push_back(
-        {pen, {at.x, at.y}, text.size * place.scale, place.MapAngle(text.angle), text.text});
-  }
+  Measure byPitch = [](const Label& label) {
+    return DeviceAdvance(label, ToDeviceText(label.text));
+  };
+  for (const svg::Text& text : drawing.texts)
+    LayText(text, pens, place, measure ? measure : byPitch, &work.labels);
   return work;
 }
 
@@ -261,13 +356,17 @@ bool Emit(const Work& work, const ModelList& model, const Paper& paper, std::str
   }
   NibInitiate(handle.h);
   NibStartPage(handle.h);
+  unsigned carried = 0;
+  NibQueryFontSupportCode(handle.h, &carried);
+  const std::string replacement = lettering::Replacement(model);
+  lettering::Missing missing;
   std::vector<bool> drawn(work.labels.size(), false);
   auto labels = [&](bool onePen, int pen) {
     for (std::size_t i = 0; i < work.labels.size(); ++i) {
       if (drawn[i] || (onePen && work.labels[i].pen != pen)) continue;
       drawn[i] = true;
       NibSetPen(handle.h, work.labels[i].pen);
-      DrawLabel(handle.h, work.labels[i]);
+      DrawLabel(handle.h, work.labels[i], replacement, carried, &missing);
     }
   };
   if (starts != nullptr) starts->clear();

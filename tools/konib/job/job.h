@@ -61,8 +61,8 @@ bool AssignPens(const svg::Drawing& drawing, const std::vector<std::string>& map
                 std::map<std::string, int>* pens, std::string* message,
                 const std::function<bool(const svg::Shape&)>& hatched = nullptr);
 
-// Text for the device, which takes CP932: ASCII as it stands (control
-// characters as blanks), every other character as '?'.
+// Text for the device, which takes CP932: each character's code (control
+// characters as blanks), '?' for one that has none.
 std::string ToDeviceText(const std::string& utf8);
 
 // The model's abort command as the device must receive it, or "".
@@ -76,7 +76,18 @@ struct Label {
   double em;
   double angle;
   std::string text;  // UTF-8, as in the drawing
+  bool bold = false;
+  bool italic = false;
+  double spacing = 0;  // added to each character's advance, plot units
 };
+
+// How far the device's letters advance for a label's CP932 text: a cell
+// of 0.6 em for each single-byte character, two for a double-byte one (as
+// the usual plotter fonts), and the letter-spacing after each.
+double DeviceAdvance(const Label& label, const std::string& cp932);
+
+// How far a label's text advances, in plot units, lettered as it will be.
+using Measure = std::function<double(const Label&)>;
 
 // What the pen draws: paths, then labels; in a planned job each pen's
 // labels right after its paths, so that the pen is taken up once.
@@ -87,12 +98,14 @@ struct Work {
 };
 
 // The drawing on the paper: each shape's outline as paths (curves cut into
-// chords), each text as a label, in document order.
+// chords), each run of a text as a label, in document order. Runs that go
+// on from the text before them, and the anchors of chunks, are placed by
+// `measure` (none: the device's pitch).
 //
 // Fills: when `outlineFills` is false, a shape without a stroke draws no
 // outline, for its fill is hatched or left out.
 Work Lay(const svg::Drawing& drawing, const std::map<std::string, int>& pens,
-         const Placement& place, bool outlineFills = true);
+         const Placement& place, bool outlineFills = true, const Measure& measure = Measure());
 
 // The whole job's bytes: the paths in the order given, then the labels.
 // `starts`, when given, receives the byte at which each path starts (its

@@ -63,9 +63,30 @@ struct Shape {
   int pen = 0;           // a pen chosen before the colours are (by layer); 0: none
 };
 
+// A piece of a text with its own position and style, in the text's own
+// user space (x along the baseline, y down), as the document gives it. Where
+// a run has no absolute x (or y), it goes on where the text before it ended,
+// which only the lettering knows: so do the anchors of the chunks.
+struct TextRun {
+  std::string text;                 // UTF-8, blanks as xml:space leaves them
+  bool newX = false, newY = false;  // an absolute x or y, which starts a chunk
+  double x = 0, y = 0;              // those absolute values
+  double dx = 0, dy = 0;            // shifts before the run
+  double size = 16;                 // font size
+  double spacing = 0;               // letter-spacing, after each character
+  double baseline = 0;              // how far the baseline lies below y
+  int anchor = 0;                   // of the chunk it starts: 0 start, 1 middle, 2 end
+  bool bold = false;
+  bool italic = false;
+  std::string colour;  // its pen's, as Shape's; "" when it shows nothing
+};
+
 // A text element: where its first character starts, its height in
 // millimetres and the direction of its baseline (radians, 0 along the page's
-// x, positive towards the page's y, which points down).
+// x, positive towards the page's y, which points down); and its runs with
+// the map of its user space onto the page: `origin` is where (0, 0) lands,
+// `along` and `down` the millimetres of one unit in x and in y. Text on a
+// path is not read.
 struct Text {
   std::string colour;
   Point position;
@@ -73,6 +94,10 @@ struct Text {
   double angle;
   std::string text;  // UTF-8 as in the document, blanks collapsed
   std::size_t line;
+  Point origin{0, 0};
+  Point along{1, 0};
+  Point down{0, 1};
+  std::vector<TextRun> runs;
   int layer = 0;  // as for a shape
   int pen = 0;
 };
