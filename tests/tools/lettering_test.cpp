@@ -278,7 +278,7 @@ TEST(Lettering, DrawingThroughHpglAndAsStrokes) {
     job::Placement place = job::Place(drawing, paper, "auto", 0);
     Lettering letters;
     ASSERT_TRUE(letters.Prepare({c.mode, "futural"}, m.list, &message)) << message;
-    job::Work work = job::Lay(drawing, pens, place, letters.Measure());
+    job::Work work = job::Lay(drawing, pens, place, true, letters.Measure());
     letters.Letter(&work);
     std::string bytes;
     ASSERT_TRUE(job::Emit(work, m.list, paper, &bytes));

@@ -110,7 +110,7 @@ TEST(SvgText, LayPlacesRunsAndAnchorsChunks) {
   for (const auto& c : cases) {
     svg::Drawing drawing = Read(c.body);
     std::map<std::string, int> pens{{"#000000", 1}, {"#ff0000", 2}};
-    job::Work work = job::Lay(drawing, pens, place, measure);
+    job::Work work = job::Lay(drawing, pens, place, true, measure);
     std::string out;
     char at[64];
     for (const job::Label& l : work.labels) {

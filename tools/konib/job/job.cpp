@@ -303,7 +303,9 @@ void LayText(const svg::Text& text, const std::map<std::string, int>& pens, cons
     // nothing still takes its room.
     auto pen = pens.find(run.colour);
     bool shown = !run.colour.empty() && (text.pen > 0 || pen != pens.end());
-    Label label{text.pen > 0 ? text.pen : pen == pens.end() ? 0 : pen->second,  // a layer's first
+    Label label{text.pen > 0        ? text.pen
+                : pen == pens.end() ? 0
+                                    : pen->second,  // a layer's first
                 {0, 0},
                 run.size * downUnit,
                 angle,

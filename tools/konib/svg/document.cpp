@@ -555,7 +555,7 @@ bool Reader::Walk(const pugi::xml_node& node, const Context& parent, std::size_t
     if (!context.visible) return true;
     std::size_t before = drawing_->texts.size();
     std::string message;
-    if (!ReadText(node, context, LineAt(node.offset_debug()), &drawing_->texts, &message))
+    if (!ReadText(node, context, sheet_, LineAt(node.offset_debug()), &drawing_->texts, &message))
       Warn(node, message);
     for (std::size_t i = before; i < drawing_->texts.size(); ++i)
       drawing_->texts[i].layer = context.layer;

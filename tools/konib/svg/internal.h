@@ -171,7 +171,7 @@ Region Normalise(const Region& a, bool evenOdd);
 
 // A <text> element with its tspans: appends what it letters to `texts`, or
 // returns false with a message. `line` is where the element starts.
-bool ReadText(const pugi::xml_node& node, const Context& context, std::size_t line,
-              std::vector<Text>* texts, std::string* message);
+bool ReadText(const pugi::xml_node& node, const Context& context, const StyleSheet& sheet,
+              std::size_t line, std::vector<Text>* texts, std::string* message);
 
 }  // namespace konib::svg::internal

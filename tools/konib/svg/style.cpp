@@ -33,7 +33,13 @@ const char* const kPresentation[] = {"fill",
                                      "clip-rule",
                                      "color",
                                      "overflow",
-                                     "transform-origin"};
+                                     "transform-origin",
+                                     "text-anchor",
+                                     "font-weight",
+                                     "font-style",
+                                     "letter-spacing",
+                                     "dominant-baseline",
+                                     "alignment-baseline"};
 
 bool IsSpace(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
 

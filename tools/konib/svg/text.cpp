@@ -29,7 +29,7 @@ struct TextStyle {
 
 // font-size against the parent's: lengths, ems, exes, percentages and the
 // keywords, as CSS reckons them.
-bool FontSize(const std::string& text, double parent, double* size) {
+bool FontSize(const std::string& text, double parent, const Context& context, double* size) {
   static const std::pair<const char*, double> kKeywords[] = {
       {"xx-small", 9}, {"x-small", 10}, {"small", 13},   {"medium", 16},
       {"large", 18},   {"x-large", 24}, {"xx-large", 32}};
@@ -50,7 +50,7 @@ bool FontSize(const std::string& text, double parent, double* size) {
     *size = v * parent / 100;
   else if (unit == "rem")
     *size = v * 16;
-  else if (!Length(text, size))
+  else if (!Length(text, context, Axis::kOther, size))
     return false;
   return std::isfinite(*size);
 }
@@ -73,14 +73,27 @@ bool BaselineShift(const std::string& value, double* ems) {
 }
 
 // The style of `node` from its parent's.
-void Apply(const pugi::xml_node& node, TextStyle* style) {
+// A property of `node` as the cascade declares it; "" when none does.
+std::string Declared(const Declarations& declared, const char* name) {
+  auto found = declared.find(name);
+  return found == declared.end() ? std::string() : found->second;
+}
+
+std::string Declared(const pugi::xml_node& node, const StyleSheet& sheet, const char* name) {
+  return Declared(Cascade(node, sheet), name);
+}
+
+void Apply(const pugi::xml_node& node, const StyleSheet& sheet, const Context& context,
+           TextStyle* style) {
+  const Declarations declared = Cascade(node, sheet);
+  auto Property = [&](const pugi::xml_node&, const char* name) { return Declared(declared, name); };
   double size = 0;
   std::string font = Trim(Property(node, "font-size"));
-  if (!font.empty() && FontSize(font, style->size, &size) && size > 0) style->size = size;
+  if (!font.empty() && FontSize(font, style->size, context, &size) && size > 0) style->size = size;
   std::string spacing = Trim(Property(node, "letter-spacing"));
   if (spacing == "normal") style->spacing = 0;
   double value = 0;
-  if (!spacing.empty() && FontSize(spacing, style->size, &value)) style->spacing = value;
+  if (!spacing.empty() && FontSize(spacing, style->size, context, &value)) style->spacing = value;
   std::string anchor = Trim(Property(node, "text-anchor"));
   if (anchor == "start" || anchor == "middle" || anchor == "end")
     style->anchor = anchor == "start" ? 0 : anchor == "middle" ? 1 : 2;
@@ -116,26 +129,26 @@ bool Lists(const pugi::xml_node& node, Piece* piece) {
   return true;
 }
 
-bool Hidden(const pugi::xml_node& node) {
-  return Property(node, "display") == "none" || std::strcmp(node.name(), "textPath") == 0 ||
+bool Hidden(const pugi::xml_node& node, const StyleSheet& sheet) {
+  return Declared(node, sheet, "display") == "none" || std::strcmp(node.name(), "textPath") == 0 ||
          std::strcmp(node.name(), "title") == 0 || std::strcmp(node.name(), "desc") == 0;
 }
 
 }  // namespace
 
-bool ReadText(const pugi::xml_node& node, const Context& context, std::size_t line,
-              std::vector<Text>* texts, std::string* message) {
+bool ReadText(const pugi::xml_node& node, const Context& context, const StyleSheet& sheet,
+              std::size_t line, std::vector<Text>* texts, std::string* message) {
   std::string colour = !context.fill.empty() ? context.fill : context.stroke;
   // The text's style: what its ancestors hand down, from the root on.
   std::vector<pugi::xml_node> chain;
   for (pugi::xml_node n = node; n && n.type() == pugi::node_element; n = n.parent())
     chain.push_back(n);
   TextStyle style;
-  for (auto n = chain.rbegin(); n != chain.rend(); ++n) Apply(*n, &style);
+  for (auto n = chain.rbegin(); n != chain.rend(); ++n) Apply(*n, sheet, context, &style);
   style.stroke = context.stroke;  // as the document reckons them
   style.fill = context.fill;
   // alignment-baseline belongs to the element that has it alone.
-  BaselineShift(Trim(Property(node, "alignment-baseline")), &style.baseline);
+  BaselineShift(Trim(Declared(node, sheet, "alignment-baseline")), &style.baseline);
 
   std::vector<Piece> stack(1);
   stack[0].node = node;
@@ -158,7 +171,7 @@ bool ReadText(const pugi::xml_node& node, const Context& context, std::size_t li
       continue;
     }
     if (piece.type() == pugi::node_element) {
-      if (Hidden(piece)) {
+      if (Hidden(piece, sheet)) {
         next.back() = piece.next_sibling();
         continue;
       }
@@ -166,8 +179,8 @@ bool ReadText(const pugi::xml_node& node, const Context& context, std::size_t li
       Piece inner;
       inner.node = piece;
       inner.style = stack.back().style;
-      Apply(piece, &inner.style);
-      BaselineShift(Trim(Property(piece, "alignment-baseline")), &inner.style.baseline);
+      Apply(piece, sheet, context, &inner.style);
+      BaselineShift(Trim(Declared(piece, sheet, "alignment-baseline")), &inner.style.baseline);
       if (!Lists(piece, &inner))
         return *message = "x, y, dx and dy of a tspan must be numbers", false;
       stack.push_back(std::move(inner));
