@@ -18,7 +18,10 @@ namespace {
 std::string Hex(const std::string& bytes) {
   std::string out;
   char two[4];
-  for (unsigned char b : bytes) std::snprintf(two, sizeof two, "%02X", b), out += two;
+  for (char b : bytes) {
+    std::snprintf(two, sizeof two, "%02X", static_cast<unsigned char>(b));
+    out += two;
+  }
   return out;
 }
 
