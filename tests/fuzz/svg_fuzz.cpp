@@ -58,7 +58,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const konib::job::Paper paper{-1, "", 400, 277};
     const konib::job::Placement place = konib::job::Place(drawing, paper, "auto", 0);
     for (konib::lettering::Lettering* l : {&letters.device, &letters.strokes}) {
-      konib::job::Work work = konib::job::Lay(drawing, pens, place, l->Measure());
+      konib::job::Work work = konib::job::Lay(drawing, pens, place, true, l->Measure());
       l->Letter(&work);
       for (const auto& label : work.labels) points += konib::job::ToDeviceText(label.text).size();
       for (const auto& path : work.paths) points += path.points.size();
