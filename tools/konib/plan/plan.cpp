@@ -273,10 +273,14 @@ Figures Plan(std::vector<Path>* paths, const Options& options, Point from) {
       pen = Joiner(&pen, options.joinTolerance).Join();
       const std::vector<std::uint32_t> document = SortByPlace(&pen);
       Order order(pen, options.chooseEntry);
-      std::vector<Item> best = order.Greedy(from);
-      const std::vector<Item> greedy = best;
-      const bool loops = options.chooseEntry && std::any_of(best.begin(), best.end(),
-                                                            [](const Item& i) { return i.loop; });
+      // Strokes are best started by their shortest links; loops by the
+      // nearest first, which enters each where the pen arrives (a shortest
+      // link would fix a loop's entry by one neighbour alone).
+      const std::size_t loopCount = order.Loops();
+      std::vector<Item> best =
+          2 * loopCount < pen.size() ? order.ShortestLinks(from) : order.Greedy(from);
+      const std::vector<Item> first = best;
+      const bool loops = loopCount > 0;
       // Where loops are, a second round orders them by the entries the
       // first round chose.
       long long second = loops ? work * 3 / 10 : 0;
@@ -287,9 +291,9 @@ Figures Plan(std::vector<Path>* paths, const Options& options, Point from) {
         order.Improve(&best, from, &second);
         order.ChooseEntries(&best, from);
       }
-      // Never worse than the greedy road or the drawing's own order.
+      // Never worse than the road it started from or the drawing's own order.
       double cost = order.Cost(best, from);
-      for (std::vector<Item> other : {greedy, order.AsGiven(document)}) {
+      for (std::vector<Item> other : {first, order.AsGiven(document)}) {
         if (loops) order.ChooseEntries(&other, from);
         double c = order.Cost(other, from);
         if (c < cost) best = std::move(other), cost = c;
