@@ -551,6 +551,57 @@ void Order::Improve(std::vector<Item>* items, Point from, long long* work) const
     }
     return 0;
   };
+  // Segment insertion: the road leaves `a` for a path x near it and comes
+  // back to a's old successor from the end y of the stretch x..y, which
+  // moves x..y, however long, between them as it runs (the blocks
+  // succ..prev(x) and x..y change places). Of the three pairs of blocks
+  // of the cycle that could be swapped for it, the shortest pair is.
+  auto Insert = [&](std::uint32_t a) -> double {
+    const std::uint32_t succ = next(a);
+    const double cut = link(a, succ);
+    if (cut <= 1e-9) return 0;
+    const std::size_t origin = pos[succ];
+    auto at = [&](std::uint32_t t) { return (pos[t] + size - origin) % size; };
+    double best = -1e-9;
+    std::uint32_t bx = 0, by = 0;
+    const std::uint32_t* near = neighbours(exitEnd(a));
+    for (std::size_t k = 0; k < kNeighbours && near[k] != UINT32_MAX; ++k) {
+      --*work;
+      const std::uint32_t c = near[k], x = c / 2;
+      const double g = Distance(exit(a), ends[c]);
+      if (g >= cut) break;
+      if (!isEntry(c) || x == succ || x == a) continue;
+      const std::uint32_t px = prev(x);
+      const double gain = cut + link(px, x) - g;
+      if (gain <= 1e-9) continue;
+      const std::size_t rx = at(x);
+      const std::uint32_t* back = neighbours(entryEnd(succ));
+      for (std::size_t m = 0; m < kNeighbours && back[m] != UINT32_MAX; ++m) {
+        --*work;
+        const std::uint32_t e = back[m], y = e / 2;
+        const double h = Distance(ends[e], entry(succ));
+        if (h >= gain) break;
+        if (!isExit(e) || y == a || at(y) < rx) continue;
+        const std::uint32_t ny = next(y);
+        const double delta = h + link(px, ny) - link(y, ny) - gain;
+        if (delta < best) best = delta, bx = x, by = y;
+      }
+    }
+    if (best >= -1e-9) return 0;
+    const std::uint32_t px = prev(bx), ny = next(by);
+    const std::size_t lb = at(bx), lc = at(by) - lb + 1, ld = size - lb - lc;
+    // Blocks B = succ..prev(x), C = x..y, D = the rest: B C D becomes C B D,
+    // which is B D C and D C B read from another place.
+    std::size_t s = origin, l1 = lb, l2 = lc;
+    if (lc + ld < l1 + l2) s = origin + lb, l1 = lc, l2 = ld;
+    if (ld + lb < l1 + l2) s = origin + lb + lc, l1 = ld, l2 = lb;
+    if (l1 + l2 > reach || 2 * (l1 + l2) > size) return 0;
+    logged(s, s + l1 + l2 - 1);
+    logged(s, s + l2 - 1);
+    logged(s + l2, s + l1 + l2 - 1);
+    for (std::uint32_t t : {a, succ, bx, px, by, ny}) wake(t);
+    return best;
+  };
   auto settle = [&] {
     double gained = 0;
     while (!queue.empty() && *work > 0) {
@@ -610,7 +661,8 @@ void Order::Improve(std::vector<Item>* items, Point from, long long* work) const
         for (std::uint32_t t : touched) wake(t);
         continue;
       }
-      gained += Move(a);
+      const double moved = Move(a);
+      gained += moved < 0 ? moved : Insert(a);
     }
     return gained;
   };
@@ -629,7 +681,9 @@ void Order::Improve(std::vector<Item>* items, Point from, long long* work) const
   std::vector<std::pair<std::size_t, std::size_t>> reversals;
   std::vector<std::uint32_t> window;
   const std::size_t kicks = 50 * n;
-  for (std::size_t kick = 0; kick < kicks && longest >= 1 && *work > 0; ++kick) {
+  // What a last pass over the whole road costs: a few lists' worth a path.
+  const long long last = 100 * static_cast<long long>(n);
+  for (std::size_t kick = 0; kick < kicks && longest >= 1 && *work > last; ++kick) {
     std::size_t p = random(size), l1 = 1 + random(longest), l2 = 1 + random(longest);
     auto at = [&](std::size_t k) { return tour[(p + k) % size]; };
     std::uint32_t t0 = at(0), b0 = at(1), b1 = at(l1), c0 = at(l1 + 1), c1 = at(l1 + l2),
@@ -661,6 +715,11 @@ void Order::Improve(std::vector<Item>* items, Point from, long long* work) const
     place(window);
     while (!queue.empty()) queued[queue.front()] = 0, queue.pop_front();
   }
+  // The kicks mend the road near them only; a last pass finds the moves
+  // that reach farther, which the kicks' changes may have opened.
+  reach = size;
+  for (std::uint32_t a = 0; a < n; ++a) wake(a);
+  settle();
   // The road: the cycle of paths opened where leaving out one link and
   // coming from where the pen stands costs least, in either direction.
   std::vector<std::uint32_t> ring;
