@@ -16,6 +16,8 @@
 namespace konib::plan {
 namespace {
 
+double Distance2(Point a, Point b) { return (a.x - b.x) * (a.x - b.x) + (a.y - b.y) * (a.y - b.y); }
+
 class Tree {
  public:
   explicit Tree(const std::vector<Point>& points)
@@ -73,9 +75,6 @@ class Tree {
 
  private:
   static double Coordinate(Point p, int axis) { return axis == 0 ? p.x : p.y; }
-  static double Distance2(Point a, Point b) {
-    return (a.x - b.x) * (a.x - b.x) + (a.y - b.y) * (a.y - b.y);
-  }
 
   // Depth is the logarithm of the size: each level halves the range.
   struct Entry {
@@ -303,16 +302,13 @@ std::vector<Item> Order::ShortestLinks(Point from) const {
     }
   };
   std::vector<std::uint32_t> near(count * kLinkCandidates, UINT32_MAX);
-  std::vector<float> length2(count * kLinkCandidates);
   std::vector<std::pair<double, std::uint32_t>> heap;
   for (std::uint32_t a = 0; a < count; ++a) {
     const std::uint32_t self = owner[a];
     tree.Nearest(
         stops.points[a], kLinkCandidates, [&](std::uint32_t b) { return owner[b] == self; }, &heap);
-    for (std::size_t k = 0; k < heap.size() && heap[k].first < 1e30; ++k) {
+    for (std::size_t k = 0; k < heap.size() && heap[k].first < 1e30; ++k)
       near[a * kLinkCandidates + k] = heap[k].second;
-      length2[a * kLinkCandidates + k] = static_cast<float>(heap[k].first);
-    }
   }
   // Each pair once: from the list of its lower point, or from the other's
   // where the lower point's list does not hold it.
@@ -323,10 +319,10 @@ std::vector<Item> Order::ShortestLinks(Point from) const {
       if (b == UINT32_MAX) break;
       const std::uint32_t* other = &near[std::size_t{b} * kLinkCandidates];
       if (a < b || std::find(other, other + kLinkCandidates, a) == other + kLinkCandidates)
-        candidates.push_back({length2[k], std::min(a, b), std::max(a, b)});
+        candidates.push_back({static_cast<float>(Distance2(stops.points[a], stops.points[b])),
+                              std::min(a, b), std::max(a, b)});
     }
   std::vector<std::uint32_t>().swap(near);
-  std::vector<float>().swap(length2);
   std::sort(candidates.begin(), candidates.end());
 
   std::vector<std::uint32_t> link(2 * std::size_t{n}, none);  // each slot's partner slot
