@@ -53,7 +53,6 @@ class Tree {
                std::vector<std::pair<double, std::uint32_t>>* heap) const {
     heap->clear();
     Gather(0, point_.size(), q, k, skip, heap);
-    std::sort_heap(heap->begin(), heap->end());
   }
 
   bool Alive(std::uint32_t id) const { return alive_[slot_[id]] != 0; }
@@ -132,17 +131,14 @@ class Tree {
     if (live_[m] == 0) return;
     if (alive_[m] && !skip(id_[m])) {
       std::pair<double, std::uint32_t> item{Distance2(q, point_[m]), id_[m]};
-      if (heap->size() < k) {
-        heap->push_back(item);
-        std::push_heap(heap->begin(), heap->end());
-      } else if (item < heap->front()) {
-        std::pop_heap(heap->begin(), heap->end());
-        heap->back() = item;
-        std::push_heap(heap->begin(), heap->end());
+      // Kept sorted: for a dozen, shifting a few beats a heap's swaps.
+      if (heap->size() < k || item < heap->back()) {
+        if (heap->size() == k) heap->pop_back();
+        heap->insert(std::upper_bound(heap->begin(), heap->end(), item), item);
       }
     }
     double side = Coordinate(q, axis_[m]) - Coordinate(point_[m], axis_[m]);
-    auto far = [&] { return heap->size() < k || side * side < heap->front().first; };
+    auto far = [&] { return heap->size() < k || side * side < heap->back().first; };
     if (side < 0) {
       Gather(lo, m, q, k, skip, heap);
       if (far()) Gather(m + 1, hi, q, k, skip, heap);
