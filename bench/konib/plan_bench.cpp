@@ -139,7 +139,11 @@ std::vector<Path> Hatched() {
 }
 
 // A sunflower: short strokes at the golden angle, in the order of the
-// formula, as generative drawings put them.
+// formula, as generative drawings put them. Greedy does well here, and no
+// road can come below 0.852 of it: a road from the pen's start through the
+// strokes pairs up their ends (and the start, and the last end with
+// nothing), and the shortest such pairing, among each end's ten nearest,
+// is 9,288 mm against greedy's 10,901.
 std::vector<Path> Spiral() {
   std::vector<Path> paths;
   const double golden = kPi * (3 - std::sqrt(5.0));

@@ -16,6 +16,7 @@
 
 #include "job/job.h"
 #include "model/model.h"
+#include "plan/order.h"
 
 namespace konib::plan {
 namespace {
@@ -81,6 +82,41 @@ TEST(Plan, SmallDrawingsWithAKnownBestOrder) {
   }
 }
 
+TEST(Plan, TheFirstRoadLinksTheShortestPairsOfEnds) {
+  using Road = std::vector<std::tuple<std::uint32_t, std::uint32_t, bool>>;
+  struct Case {
+    const char* name;
+    std::vector<Path> paths;
+    Point from;
+    Road road;  // path, loop entry, reversed
+  } cases[] = {
+      // Nearest first would start at (10, 0) and leave the stroke at 4 behind.
+      {"a row is walked from its end nearer the pen, each stroke turned to follow",
+       {{1, {{10, 0}, {12, 0}}}, {1, {{16, 0}, {14, 0}}}, {1, {{4, 0}, {6, 0}}}},
+       {9, 5},
+       {{2, 0, false}, {0, 0, false}, {1, 0, true}}},
+      // Three links of one length: the third would close a circle.
+      {"no link closes a circle",
+       {{1, {{0, 0}, {10, 0}}}, {1, {{10, 1}, {5, 9}}}, {1, {{5, 10}, {0, 1}}}},
+       {5, 20},
+       {{2, 0, false}, {0, 0, false}, {1, 0, false}}},
+      // The loop is linked first at its corner (20, 0); the stroke on its
+      // right must come to that corner too, not to the nearer (20, 4).
+      {"a loop is entered and left at the vertex of its first link",
+       {{1, {{0, 0}, {19, 0}}},
+        {1, {{20, 0}, {24, 0}, {24, 4}, {20, 4}, {20, 0}}},
+        {1, {{21.5, 4}, {40, 4}}}},
+       {0, 0},
+       {{0, 0, false}, {1, 0, false}, {2, 0, false}}},
+  };
+  for (const Case& c : cases) {
+    Road road;
+    for (const Item& i : Order(c.paths, true).ShortestLinks(c.from))
+      road.emplace_back(i.path, i.entry, i.reversed);
+    EXPECT_EQ(road, c.road) << c.name;
+  }
+}
+
 TEST(Plan, DocumentOrderKeepsEverythingAsItWas) {
   std::vector<Path> given{{2, {{9, 9}, {1, 1}}}, {1, {{5, 5}}}, {1, {{2, 2}, {3, 3}}}};
   std::vector<Path> paths = given;
@@ -134,8 +170,12 @@ std::vector<Segment> Segments(const std::vector<Path>& paths) {
 }
 
 TEST(Plan, NoInkLostOrDoubledOnRandomDrawings) {
-  for (unsigned seed = 1; seed <= 20; ++seed) {
-    std::vector<Path> given = RandomDrawing(seed, 50 * seed), paths = given;
+  // Seeds and sizes; in the first, pens of a few paths each come out longer
+  // from their shortest links than nearest first.
+  std::vector<std::pair<unsigned, std::size_t>> drawings{{7, 60}};
+  for (unsigned seed = 1; seed <= 20; ++seed) drawings.push_back({seed, 50 * seed});
+  for (const auto& [seed, n] : drawings) {
+    std::vector<Path> given = RandomDrawing(seed, n), paths = given;
     Options quick;  // kicks as well, but fewer
     quick.planTime = 0.02;
     Figures f = Plan(&paths, quick);

@@ -1,5 +1,6 @@
-// Ordering one pen's paths: a k-d tree over their ends, greedy nearest
-// neighbour with reversal, 2-opt with neighbour lists, and loop entries.
+// Ordering one pen's paths: a k-d tree over their ends, a first road (the
+// shortest links first, or nearest neighbour with reversal), 2-opt and
+// Or-opt with neighbour lists, and loop entries.
 //
 // The tree is built once and answers nearest-neighbour questions while
 // points are taken out of it: each subtree counts the points still in it,
@@ -14,6 +15,8 @@
 
 namespace konib::plan {
 namespace {
+
+double Distance2(Point a, Point b) { return (a.x - b.x) * (a.x - b.x) + (a.y - b.y) * (a.y - b.y); }
 
 class Tree {
  public:
@@ -50,8 +53,9 @@ class Tree {
                std::vector<std::pair<double, std::uint32_t>>* heap) const {
     heap->clear();
     Gather(0, point_.size(), q, k, skip, heap);
-    std::sort_heap(heap->begin(), heap->end());
   }
+
+  bool Alive(std::uint32_t id) const { return alive_[slot_[id]] != 0; }
 
   void Remove(std::uint32_t id) {
     std::size_t s = slot_[id], lo = 0, hi = point_.size();
@@ -70,9 +74,6 @@ class Tree {
 
  private:
   static double Coordinate(Point p, int axis) { return axis == 0 ? p.x : p.y; }
-  static double Distance2(Point a, Point b) {
-    return (a.x - b.x) * (a.x - b.x) + (a.y - b.y) * (a.y - b.y);
-  }
 
   // Depth is the logarithm of the size: each level halves the range.
   struct Entry {
@@ -130,17 +131,14 @@ class Tree {
     if (live_[m] == 0) return;
     if (alive_[m] && !skip(id_[m])) {
       std::pair<double, std::uint32_t> item{Distance2(q, point_[m]), id_[m]};
-      if (heap->size() < k) {
-        heap->push_back(item);
-        std::push_heap(heap->begin(), heap->end());
-      } else if (item < heap->front()) {
-        std::pop_heap(heap->begin(), heap->end());
-        heap->back() = item;
-        std::push_heap(heap->begin(), heap->end());
+      // Kept sorted: for a dozen, shifting a few beats a heap's swaps.
+      if (heap->size() < k || item < heap->back()) {
+        if (heap->size() == k) heap->pop_back();
+        heap->insert(std::upper_bound(heap->begin(), heap->end(), item), item);
       }
     }
     double side = Coordinate(q, axis_[m]) - Coordinate(point_[m], axis_[m]);
-    auto far = [&] { return heap->size() < k || side * side < heap->front().first; };
+    auto far = [&] { return heap->size() < k || side * side < heap->back().first; };
     if (side < 0) {
       Gather(lo, m, q, k, skip, heap);
       if (far()) Gather(m + 1, hi, q, k, skip, heap);
@@ -163,6 +161,31 @@ class Tree {
 constexpr std::size_t kNeighbours = 12;
 // Work units: a neighbour list costs about as much as this many move trials.
 constexpr long long kListWork = 40;
+// Links looked at per path end when the shortest links are laid first.
+constexpr std::size_t kLinkCandidates = 8;
+
+// The chains of linked paths, as sets: a link that would join a chain to
+// itself would close a circle.
+class Chains {
+ public:
+  explicit Chains(std::size_t n) : parent_(n) {
+    for (std::uint32_t k = 0; k < n; ++k) parent_[k] = k;
+  }
+  std::uint32_t Find(std::uint32_t k) {
+    while (parent_[k] != k) k = parent_[k] = parent_[parent_[k]];
+    return k;
+  }
+  // False when a and b are in one chain already.
+  bool Join(std::uint32_t a, std::uint32_t b) {
+    a = Find(a), b = Find(b);
+    if (a == b) return false;
+    parent_[std::max(a, b)] = std::min(a, b);
+    return true;
+  }
+
+ private:
+  std::vector<std::uint32_t> parent_;
+};
 
 }  // namespace
 
@@ -189,6 +212,10 @@ double Order::Cost(const std::vector<Item>& items, Point from) const {
   return sum;
 }
 
+std::size_t Order::Loops() const {
+  return static_cast<std::size_t>(std::count(loop_.begin(), loop_.end(), 1));
+}
+
 std::vector<Item> Order::AsGiven(const std::vector<std::uint32_t>& order) const {
   std::vector<Item> items;
   items.reserve(order.size());
@@ -196,22 +223,36 @@ std::vector<Item> Order::AsGiven(const std::vector<std::uint32_t>& order) const 
   return items;
 }
 
-std::vector<Item> Order::Greedy(Point from) const {
-  // Candidate entries: both ends of an open path, every vertex of a loop.
+// Where a path may be entered: both ends of an open path (front, then back),
+// every vertex of a loop. first[p] is path p's first such point.
+struct Stops {
   std::vector<Point> points;
-  std::vector<std::uint32_t> first(paths_.size() + 1);
+  std::vector<std::uint32_t> first;
+  std::vector<std::uint32_t> owner;  // the path of each point
+};
+
+Stops Order::StopsOf() const {
+  Stops s;
+  s.first.resize(paths_.size() + 1);
   for (std::uint32_t p = 0; p < paths_.size(); ++p) {
-    first[p] = static_cast<std::uint32_t>(points.size());
+    s.first[p] = static_cast<std::uint32_t>(s.points.size());
     const auto& v = paths_[p].points;
     if (loop_[p])
-      points.insert(points.end(), v.begin(), v.end() - 1);
+      s.points.insert(s.points.end(), v.begin(), v.end() - 1);
     else
-      points.push_back(v.front()), points.push_back(v.back());
+      s.points.push_back(v.front()), s.points.push_back(v.back());
   }
-  first[paths_.size()] = static_cast<std::uint32_t>(points.size());
-  std::vector<std::uint32_t> owner(points.size());
+  s.first[paths_.size()] = static_cast<std::uint32_t>(s.points.size());
+  s.owner.resize(s.points.size());
   for (std::uint32_t p = 0; p < paths_.size(); ++p)
-    for (std::uint32_t e = first[p]; e < first[p + 1]; ++e) owner[e] = p;
+    for (std::uint32_t e = s.first[p]; e < s.first[p + 1]; ++e) s.owner[e] = p;
+  return s;
+}
+
+std::vector<Item> Order::Greedy(Point from) const {
+  Stops stops = StopsOf();
+  const std::vector<std::uint32_t>&first = stops.first, &owner = stops.owner;
+  std::vector<Point>& points = stops.points;
   Tree tree(points);
   std::vector<Point>().swap(points);
   std::vector<Item> items;
@@ -230,6 +271,120 @@ std::vector<Item> Order::Greedy(Point from) const {
     items.push_back({p, loop ? k : 0, !loop && k == 1, loop});
     for (std::uint32_t x = first[p]; x < first[p + 1]; ++x) tree.Remove(x);
     taken[p] = 1;
+    from = Exit(items.back());
+  }
+  return items;
+}
+
+// Linking the shortest pairs of ends first lays the road along the rows a
+// drawing is made of (the strokes of a sunflower follow its rings), where
+// nearest neighbour from one place runs across them and leaves stragglers
+// that no short move brings home. Each path has two link slots, its front
+// and its back; a loop has two at the one vertex where it is first linked.
+std::vector<Item> Order::ShortestLinks(Point from) const {
+  Stops stops = StopsOf();
+  const std::vector<std::uint32_t>&first = stops.first, &owner = stops.owner;
+  const std::uint32_t n = static_cast<std::uint32_t>(paths_.size()), none = UINT32_MAX;
+  const std::size_t count = stops.points.size();
+  Tree tree(stops.points);
+
+  // Candidate links: each point with its nearest points of other paths;
+  // lengths that do not compare (an astronomic page) are no candidates.
+  struct Candidate {
+    float length2;
+    std::uint32_t a, b;
+    bool operator<(const Candidate& o) const {
+      return length2 < o.length2 || (length2 == o.length2 && (a < o.a || (a == o.a && b < o.b)));
+    }
+  };
+  std::vector<std::uint32_t> near(count * kLinkCandidates, UINT32_MAX);
+  std::vector<std::pair<double, std::uint32_t>> heap;
+  for (std::uint32_t a = 0; a < count; ++a) {
+    const std::uint32_t self = owner[a];
+    tree.Nearest(
+        stops.points[a], kLinkCandidates, [&](std::uint32_t b) { return owner[b] == self; }, &heap);
+    for (std::size_t k = 0; k < heap.size() && heap[k].first < 1e30; ++k)
+      near[a * kLinkCandidates + k] = heap[k].second;
+  }
+  // Each pair once: from the list of its lower point, or from the other's
+  // where the lower point's list does not hold it.
+  std::vector<Candidate> candidates;
+  for (std::uint32_t a = 0; a < count; ++a)
+    for (std::size_t k = a * kLinkCandidates; k < (a + 1) * kLinkCandidates; ++k) {
+      const std::uint32_t b = near[k];
+      if (b == UINT32_MAX) break;
+      const std::uint32_t* other = &near[std::size_t{b} * kLinkCandidates];
+      if (a < b || std::find(other, other + kLinkCandidates, a) == other + kLinkCandidates)
+        candidates.push_back({static_cast<float>(Distance2(stops.points[a], stops.points[b])),
+                              std::min(a, b), std::max(a, b)});
+    }
+  std::vector<std::uint32_t>().swap(near);
+  std::sort(candidates.begin(), candidates.end());
+
+  std::vector<std::uint32_t> link(2 * std::size_t{n}, none);  // each slot's partner slot
+  std::vector<std::uint32_t> at(n, none);                     // a linked loop's vertex
+  auto slotOf = [&](std::uint32_t point) {
+    const std::uint32_t p = owner[point];
+    if (!loop_[p]) {
+      const std::uint32_t s = 2 * p + (point - first[p]);
+      return link[s] == none ? s : none;
+    }
+    if (at[p] != none && at[p] != point) return none;
+    return link[2 * p] == none ? 2 * p : link[2 * p + 1] == none ? 2 * p + 1 : none;
+  };
+  Chains chains(n);
+  for (const Candidate& c : candidates) {
+    const std::uint32_t x = slotOf(c.a), y = slotOf(c.b);
+    if (x == none || y == none || !chains.Join(x / 2, y / 2)) continue;
+    link[x] = y, link[y] = x;
+    if (loop_[x / 2]) at[x / 2] = c.a;
+    if (loop_[y / 2]) at[y / 2] = c.b;
+  }
+  std::vector<Candidate>().swap(candidates);
+
+  // The chains' free ends stay in the tree, and whole loops not linked.
+  auto pointOf = [&](std::uint32_t s) {
+    const std::uint32_t p = s / 2;
+    return loop_[p] ? at[p] : first[p] + s % 2;
+  };
+  for (std::uint32_t p = 0; p < n; ++p) {
+    if (!loop_[p]) {
+      for (std::uint32_t s = 2 * p; s < 2 * p + 2; ++s)
+        if (link[s] != none) tree.Remove(pointOf(s));
+    } else if (at[p] != none) {
+      for (std::uint32_t x = first[p]; x < first[p + 1]; ++x)
+        if (x != at[p] || (link[2 * p] != none && link[2 * p + 1] != none)) tree.Remove(x);
+    }
+  }
+
+  // The chains joined nearest first, each walked from the end reached.
+  std::vector<Item> items;
+  items.reserve(n);
+  std::uint32_t cursor = 0;
+  while (items.size() < n) {
+    long e = tree.Nearest(from);
+    // Distances beyond the doubles of an astronomic page compare as
+    // nothing: then the first free end as given.
+    while (e < 0 && !tree.Alive(cursor)) ++cursor;
+    const std::uint32_t point = e < 0 ? cursor : static_cast<std::uint32_t>(e);
+    std::uint32_t p = owner[point];
+    tree.Remove(point);
+    if (loop_[p] && at[p] == none) {
+      items.push_back({p, point - first[p], false, true});
+      for (std::uint32_t x = first[p]; x < first[p + 1]; ++x) tree.Remove(x);
+      from = Exit(items.back());
+      continue;
+    }
+    std::uint32_t s =
+        loop_[p] ? (link[2 * p] == none ? 2 * p : 2 * p + 1) : 2 * p + point - first[p];
+    while (true) {
+      p = s / 2;
+      items.push_back(loop_[p] ? Item{p, at[p] - first[p], false, true}
+                               : Item{p, 0, s % 2 == 1, false});
+      if (link[s ^ 1] == none) break;
+      s = link[s ^ 1];
+    }
+    tree.Remove(pointOf(s ^ 1));
     from = Exit(items.back());
   }
   return items;
@@ -388,6 +543,57 @@ void Order::Improve(std::vector<Item>* items, Point from, long long* work) const
     }
     return 0;
   };
+  // Segment insertion: the road leaves `a` for a path x near it and comes
+  // back to a's old successor from the end y of the stretch x..y, which
+  // moves x..y, however long, between them as it runs (the blocks
+  // succ..prev(x) and x..y change places). Of the three pairs of blocks
+  // of the cycle that could be swapped for it, the shortest pair is.
+  auto Insert = [&](std::uint32_t a) -> double {
+    const std::uint32_t succ = next(a);
+    const double cut = link(a, succ);
+    if (cut <= 1e-9) return 0;
+    const std::size_t origin = pos[succ];
+    auto at = [&](std::uint32_t t) { return (pos[t] + size - origin) % size; };
+    double best = -1e-9;
+    std::uint32_t bx = 0, by = 0;
+    const std::uint32_t* near = neighbours(exitEnd(a));
+    for (std::size_t k = 0; k < kNeighbours && near[k] != UINT32_MAX; ++k) {
+      --*work;
+      const std::uint32_t c = near[k], x = c / 2;
+      const double g = Distance(exit(a), ends[c]);
+      if (g >= cut) break;
+      if (!isEntry(c) || x == succ || x == a) continue;
+      const std::uint32_t px = prev(x);
+      const double gain = cut + link(px, x) - g;
+      if (gain <= 1e-9) continue;
+      const std::size_t rx = at(x);
+      const std::uint32_t* back = neighbours(entryEnd(succ));
+      for (std::size_t m = 0; m < kNeighbours && back[m] != UINT32_MAX; ++m) {
+        --*work;
+        const std::uint32_t e = back[m], y = e / 2;
+        const double h = Distance(ends[e], entry(succ));
+        if (h >= gain) break;
+        if (!isExit(e) || y == a || at(y) < rx) continue;
+        const std::uint32_t ny = next(y);
+        const double delta = h + link(px, ny) - link(y, ny) - gain;
+        if (delta < best) best = delta, bx = x, by = y;
+      }
+    }
+    if (best >= -1e-9) return 0;
+    const std::uint32_t px = prev(bx), ny = next(by);
+    const std::size_t lb = at(bx), lc = at(by) - lb + 1, ld = size - lb - lc;
+    // Blocks B = succ..prev(x), C = x..y, D = the rest: B C D becomes C B D,
+    // which is B D C and D C B read from another place.
+    std::size_t s = origin, l1 = lb, l2 = lc;
+    if (lc + ld < l1 + l2) s = origin + lb, l1 = lc, l2 = ld;
+    if (ld + lb < l1 + l2) s = origin + lb + lc, l1 = ld, l2 = lb;
+    if (l1 + l2 > reach || 2 * (l1 + l2) > size) return 0;
+    logged(s, s + l1 + l2 - 1);
+    logged(s, s + l2 - 1);
+    logged(s + l2, s + l1 + l2 - 1);
+    for (std::uint32_t t : {a, succ, bx, px, by, ny}) wake(t);
+    return best;
+  };
   auto settle = [&] {
     double gained = 0;
     while (!queue.empty() && *work > 0) {
@@ -447,7 +653,8 @@ void Order::Improve(std::vector<Item>* items, Point from, long long* work) const
         for (std::uint32_t t : touched) wake(t);
         continue;
       }
-      gained += Move(a);
+      const double moved = Move(a);
+      gained += moved < 0 ? moved : Insert(a);
     }
     return gained;
   };
@@ -466,7 +673,9 @@ void Order::Improve(std::vector<Item>* items, Point from, long long* work) const
   std::vector<std::pair<std::size_t, std::size_t>> reversals;
   std::vector<std::uint32_t> window;
   const std::size_t kicks = 50 * n;
-  for (std::size_t kick = 0; kick < kicks && longest >= 1 && *work > 0; ++kick) {
+  // What a last pass over the whole road costs: a few lists' worth a path.
+  const long long last = 100 * static_cast<long long>(n);
+  for (std::size_t kick = 0; kick < kicks && longest >= 1 && *work > last; ++kick) {
     std::size_t p = random(size), l1 = 1 + random(longest), l2 = 1 + random(longest);
     auto at = [&](std::size_t k) { return tour[(p + k) % size]; };
     std::uint32_t t0 = at(0), b0 = at(1), b1 = at(l1), c0 = at(l1 + 1), c1 = at(l1 + l2),
@@ -498,6 +707,11 @@ void Order::Improve(std::vector<Item>* items, Point from, long long* work) const
     place(window);
     while (!queue.empty()) queued[queue.front()] = 0, queue.pop_front();
   }
+  // The kicks mend the road near them only; a last pass finds the moves
+  // that reach farther, which the kicks' changes may have opened.
+  reach = size;
+  for (std::uint32_t a = 0; a < n; ++a) wake(a);
+  settle();
   // The road: the cycle of paths opened where leaving out one link and
   // coming from where the pen stands costs least, in either direction.
   std::vector<std::uint32_t> ring;

@@ -27,6 +27,8 @@ struct Item {
   bool loop;
 };
 
+struct Stops;
+
 // The paths being ordered and the road through them.
 class Order {
  public:
@@ -38,16 +40,26 @@ class Order {
   // Greedy nearest neighbour with reversal from `from`; loops entered at
   // their nearest vertex when entries are chosen, else at their start.
   std::vector<Item> Greedy(Point from) const;
+  // Shortest links first: the nearest pairs of path ends are linked, the
+  // shortest pair first, wherever neither end is linked yet and the link
+  // closes no circle; the chains this leaves are then joined nearest first
+  // from `from`, as Greedy joins paths.
+  std::vector<Item> ShortestLinks(Point from) const;
   // 2-opt with neighbour lists on the road, spending at most `*work` units
   // (each a few nanoseconds); then the direction that starts nearer `from`.
   void Improve(std::vector<Item>* items, Point from, long long* work) const;
   // Each loop entered at the vertex that shortens the road most.
   void ChooseEntries(std::vector<Item>* items, Point from) const;
 
+  // How many of the paths are loops entered anywhere.
+  std::size_t Loops() const;
+
   // The paths in `order` (indices), each as it stands.
   std::vector<Item> AsGiven(const std::vector<std::uint32_t>& order) const;
 
  private:
+  Stops StopsOf() const;
+
   const std::vector<Path>& paths_;
   std::vector<std::uint8_t> loop_;  // entered anywhere: a loop, when entries are chosen
 };

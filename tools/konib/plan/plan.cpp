@@ -14,6 +14,9 @@ namespace {
 // modest machine, so that the budget decides how much is tried and the
 // clock never decides what comes out.
 constexpr double kWorkPerSecond = 2e7;
+// Work units that the nearest-first road costs a path (a tree search and
+// the removal of its ends).
+constexpr long long kGreedyWork = 30;
 
 // Joins paths whose ends meet within `tolerance`, reversing one where that
 // joins them. Ends are found through a sorted list of grid cells as large
@@ -273,10 +276,22 @@ Figures Plan(std::vector<Path>* paths, const Options& options, Point from) {
       pen = Joiner(&pen, options.joinTolerance).Join();
       const std::vector<std::uint32_t> document = SortByPlace(&pen);
       Order order(pen, options.chooseEntry);
-      std::vector<Item> best = order.Greedy(from);
-      const std::vector<Item> greedy = best;
-      const bool loops = options.chooseEntry && std::any_of(best.begin(), best.end(),
-                                                            [](const Item& i) { return i.loop; });
+      // Strokes are best started by their shortest links; loops by the
+      // nearest first, which enters each where the pen arrives (a shortest
+      // link would fix a loop's entry by one neighbour alone).
+      const std::size_t loopCount = order.Loops();
+      const bool strokes = 2 * loopCount < pen.size();
+      // Nearest first is also kept to compare with where the budget pays
+      // for it: after another pen's last path, a few paths may favour it.
+      const long long greedyWork = kGreedyWork * static_cast<long long>(pen.size());
+      std::vector<Item> greedy;
+      if (!strokes)
+        greedy = order.Greedy(from);
+      else if (work >= greedyWork)
+        greedy = order.Greedy(from), work -= greedyWork;
+      std::vector<Item> best = strokes ? order.ShortestLinks(from) : greedy;
+      const std::vector<Item> first = best;
+      const bool loops = loopCount > 0;
       // Where loops are, a second round orders them by the entries the
       // first round chose.
       long long second = loops ? work * 3 / 10 : 0;
@@ -287,9 +302,11 @@ Figures Plan(std::vector<Path>* paths, const Options& options, Point from) {
         order.Improve(&best, from, &second);
         order.ChooseEntries(&best, from);
       }
-      // Never worse than the greedy road or the drawing's own order.
+      // Never worse than the road it started from, nearest first, or the
+      // drawing's own order.
       double cost = order.Cost(best, from);
-      for (std::vector<Item> other : {greedy, order.AsGiven(document)}) {
+      for (std::vector<Item> other : {first, greedy, order.AsGiven(document)}) {
+        if (other.empty()) continue;
         if (loops) order.ChooseEntries(&other, from);
         double c = order.Cost(other, from);
         if (c < cost) best = std::move(other), cost = c;

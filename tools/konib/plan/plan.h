@@ -4,9 +4,12 @@
 // A planned job selects each pen once (in pen number order: the order in
 // which a person at a one-pen plotter expects to be asked for them), joins
 // paths whose ends meet, and orders each pen's paths so that the pen travels
-// little in the air: greedy nearest neighbour with reversal, then 2-opt and
-// Or-opt with neighbour lists and short kicks that stay when they shorten
-// the road, then each closed loop is entered where the road is shortest.
+// little in the air: a first road that links the nearest pairs of path ends,
+// shortest first (where most paths are closed loops, greedy nearest
+// neighbour with reversal instead), then 2-opt, Or-opt and segment
+// insertion with neighbour lists and short kicks that stay when they
+// shorten the road, then each closed loop is entered where the road is
+// shortest.
 // The improvement is bounded by a work count derived from the time budget,
 // never by the clock, so the same input and options always give the same
 // plan on every machine.
