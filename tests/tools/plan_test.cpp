@@ -174,20 +174,23 @@ TEST(Plan, NoInkLostOrDoubledOnRandomDrawings) {
   // from their shortest links than nearest first.
   std::vector<std::pair<unsigned, std::size_t>> drawings{{7, 60}};
   for (unsigned seed = 1; seed <= 20; ++seed) drawings.push_back({seed, 50 * seed});
-  for (const auto& [seed, n] : drawings) {
-    std::vector<Path> given = RandomDrawing(seed, n), paths = given;
-    Options quick;  // kicks as well, but fewer
-    quick.planTime = 0.02;
-    Figures f = Plan(&paths, quick);
-    double document = PenDown(given);
-    EXPECT_NEAR(f.penDown, document, document * 1e-3) << seed;
-    EXPECT_EQ(Segments(paths), Segments(given)) << seed;
-    EXPECT_EQ(f.penChanges, 4u) << seed;
-    EXPECT_EQ(f.pens, 4u) << seed;
-    EXPECT_LE(f.travel, f.documentTravel) << seed;
-    EXPECT_LE(f.travel, Travel(Greedy(given)) + 1e-9) << seed;
-    EXPECT_LT(f.lifts, f.documentLifts) << seed;  // the chains joined
-  }
+  // A budget with kicks, but few; and none, where no road may be longer
+  // than nearest first.
+  for (double budget : {0.02, 0.0})
+    for (const auto& [seed, n] : drawings) {
+      std::vector<Path> given = RandomDrawing(seed, n), paths = given;
+      Options quick;
+      quick.planTime = budget;
+      Figures f = Plan(&paths, quick);
+      double document = PenDown(given);
+      EXPECT_NEAR(f.penDown, document, document * 1e-3) << seed;
+      EXPECT_EQ(Segments(paths), Segments(given)) << seed;
+      EXPECT_EQ(f.penChanges, 4u) << seed;
+      EXPECT_EQ(f.pens, 4u) << seed;
+      EXPECT_LE(f.travel, f.documentTravel) << seed;
+      EXPECT_LE(f.travel, Travel(Greedy(given)) + 1e-9) << seed;
+      EXPECT_LT(f.lifts, f.documentLifts) << seed;  // the chains joined
+    }
 }
 
 TEST(Plan, AnAstronomicPageLosesNoPath) {

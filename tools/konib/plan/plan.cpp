@@ -283,9 +283,10 @@ Figures Plan(std::vector<Path>* paths, const Options& options, Point from) {
       const bool strokes = 2 * loopCount < pen.size();
       // Nearest first is also kept to compare with where the budget pays
       // for it: after another pen's last path, a few paths may favour it.
+      // With no budget at all it is what a plan without improvement means.
       const long long greedyWork = kGreedyWork * static_cast<long long>(pen.size());
       std::vector<Item> greedy;
-      if (!strokes)
+      if (!strokes || budget <= 0)
         greedy = order.Greedy(from);
       else if (work >= greedyWork)
         greedy = order.Greedy(from), work -= greedyWork;
