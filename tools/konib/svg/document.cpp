@@ -40,6 +40,14 @@ const Colour kColours[] = {
     {"darkred", "#8b0000"},
 };
 
+// The node after `node` in document order within `root`, or none: a walk
+// by parent links, so that a deep document costs no stack.
+pugi::xml_node Following(pugi::xml_node node, const pugi::xml_node& root) {
+  if (node.first_child()) return node.first_child();
+  while (node != root && !node.next_sibling()) node = node.parent();
+  return node == root ? pugi::xml_node() : node.next_sibling();
+}
+
 // Elements whose content is never drawn where it stands.
 bool IsHidden(const char* name) {
   static const char* const kHidden[] = {
@@ -442,13 +450,7 @@ bool Reader::Read(const char* data, std::size_t size) {
     if (node.type() == pugi::node_element &&
         std::strncmp(node.name(), prefix.c_str(), prefix.size()) == 0)
       node.set_name(std::string(node.name() + prefix.size()).c_str());
-    if (node.first_child()) {
-      node = node.first_child();
-      continue;
-    }
-    while (node != root_ && !node.next_sibling()) node = node.parent();
-    if (node == root_) break;
-    node = node.next_sibling();
+    node = Following(node, root_);
   }
   if (!Is(root_, "svg")) return Fail(root_, "the document is not SVG");
   // One pass, by parent links so that depth costs no stack, for the ids
@@ -469,13 +471,7 @@ bool Reader::Read(const char* data, std::size_t size) {
         if (type.empty() || type == "text/css") sheet_.Add(css, 10000);
       }
     }
-    if (node.first_child()) {
-      node = node.first_child();
-      continue;
-    }
-    while (node != root_ && !node.next_sibling()) node = node.parent();
-    if (node == root_) break;
-    node = node.next_sibling();
+    node = Following(node, root_);
   }
   Context top;
   bool sized = true;
