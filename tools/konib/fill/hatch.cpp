@@ -118,6 +118,18 @@ Lines LinesOver(const Paths& area, cInt pitch) {
   return {bottom + (height - span) / 2, pitch, count, left - 1, right + 1};
 }
 
+// The parts of open paths inside the polygons of `area`, filled by `rule`.
+Paths ClipOpen(const Paths& open, const Paths& area, ClipperLib::PolyFillType rule) {
+  ClipperLib::Clipper clipper;
+  clipper.AddPaths(open, ClipperLib::ptSubject, false);
+  clipper.AddPaths(area, ClipperLib::ptClip, true);
+  ClipperLib::PolyTree tree;
+  clipper.Execute(ClipperLib::ctIntersection, tree, rule, rule);
+  Paths inside;
+  ClipperLib::OpenPathsFromPolyTree(tree, inside);
+  return inside;
+}
+
 // The pieces of each hatch line inside the area, each line's sorted by x.
 std::vector<std::vector<Piece>> CutLines(const Paths& area, const Lines& lines) {
   Paths open;
@@ -126,13 +138,7 @@ std::vector<std::vector<Piece>> CutLines(const Paths& area, const Lines& lines) 
     cInt y = lines.first + static_cast<cInt>(k) * lines.pitch;
     open.push_back({{lines.left, y}, {lines.right, y}});
   }
-  ClipperLib::Clipper clipper;
-  clipper.AddPaths(open, ClipperLib::ptSubject, false);
-  clipper.AddPaths(area, ClipperLib::ptClip, true);
-  ClipperLib::PolyTree tree;
-  clipper.Execute(ClipperLib::ctIntersection, tree, ClipperLib::pftEvenOdd, ClipperLib::pftEvenOdd);
-  Paths cut;
-  ClipperLib::OpenPathsFromPolyTree(tree, cut);
+  Paths cut = ClipOpen(open, area, ClipperLib::pftEvenOdd);
   std::vector<std::vector<Piece>> pieces(lines.count);
   for (const Path& p : cut) {
     if (p.size() < 2) continue;
@@ -182,13 +188,7 @@ Turns InsideTurns(const Paths& area, const Lines& lines,
   grow.AddPaths(area, ClipperLib::jtMiter, ClipperLib::etClosedPolygon);
   Paths grown;
   grow.Execute(grown, kTurnSlack * static_cast<double>(lines.pitch));
-  ClipperLib::Clipper clipper;
-  clipper.AddPaths(turns, ClipperLib::ptSubject, false);
-  clipper.AddPaths(grown, ClipperLib::ptClip, true);
-  ClipperLib::PolyTree tree;
-  clipper.Execute(ClipperLib::ctIntersection, tree, ClipperLib::pftNonZero, ClipperLib::pftNonZero);
-  Paths kept;
-  ClipperLib::OpenPathsFromPolyTree(tree, kept);
+  Paths kept = ClipOpen(turns, grown, ClipperLib::pftNonZero);
   for (const Path& p : kept) {
     if (p.size() != 2) continue;
     IntPoint a = p[0], b = p[1];
